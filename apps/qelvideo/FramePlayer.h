@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QelUtilVideo/CGImagePropertyOrientation.h>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "Cancellation.h"
+#include "Y4mReader.h"
+
+namespace QelKit {
+class QelVideoImageBuffer;
+}
+
+namespace qelvideo {
+
+/// Plays a Y4M film into a frame container at the film's own rate, on a thread of its own. The last
+/// frame stays. Main thread.
+class FramePlayer {
+ public:
+  /// Where the playing stands.
+  struct State {
+    std::uint64_t frames = 0;
+    double timestamp = 0;  ///< of the frame in the container; 0 before the first
+    std::size_t width = 0;
+    std::size_t height = 0;
+    bool ended = false;
+    std::optional<std::string> failure;  ///< what kept it from playing to the end
+  };
+
+  /// Begins at once. `cancellation` is the reader's. After `most` frames it ends.
+  FramePlayer(std::unique_ptr<Y4mReader> reader, std::shared_ptr<Cancellation> cancellation,
+              std::shared_ptr<QelKit::QelVideoImageBuffer> container,
+              QelUtilVideo::CGImagePropertyOrientation orientation, std::optional<std::uint64_t> most);
+  FramePlayer(const FramePlayer&) = delete;
+  FramePlayer& operator=(const FramePlayer&) = delete;
+  /// Ends the playing.
+  ~FramePlayer();
+
+  /// Any thread. When the playing ends, the host loop is woken.
+  [[nodiscard]] State state() const;
+
+ private:
+  void run(std::optional<std::uint64_t> most);
+  void play(std::optional<std::uint64_t> most);
+
+  std::unique_ptr<Y4mReader> reader_;
+  std::shared_ptr<Cancellation> cancellation_;
+  std::shared_ptr<QelKit::QelVideoImageBuffer> container_;
+  QelUtilVideo::CGImagePropertyOrientation orientation_;
+  mutable std::mutex mutex_;
+  State state_;
+  std::thread thread_;
+};
+
+}  // namespace qelvideo

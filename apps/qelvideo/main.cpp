@@ -1,0 +1,67 @@
+#include <QelUtilVideo/Version.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+
+#include "Commands.h"
+#include "Failure.h"
+#include "HostLoop.h"
+#include "LogLines.h"
+#include "Terminal.h"
+
+namespace {
+
+constexpr int failed = 1;
+constexpr int wrongUsage = 2;
+
+void declare(CLI::App& app, qelvideo::Action& action, bool& logs) {
+  app.set_version_flag("--version", [] {
+    return "qelvideo " QELVIDEO_VERSION " (library revision " + QelUtilVideo::version() + ")";
+  });
+  app.add_flag("--log", logs, "Print the library's log lines on standard error");
+  app.footer("Exit status: 0; 1 for a failure; 2 for wrong usage. `qelvideo COMMAND --help` tells more.");
+  app.require_subcommand(0, 1);
+  app.fallthrough();
+  qelvideo::addListCommand(app, action);
+  qelvideo::addSnapshotCommand(app, action);
+  qelvideo::addCaptureCommand(app, action);
+  qelvideo::addViewCommand(app, action);
+  qelvideo::addDemoCommand(app, action);
+}
+
+/// Runs what the command line says; the exit status.
+int run(int argc, char** argv, qelvideo::Terminal& terminal) {
+  CLI::App app("Captures displays and shows live video.", "qelvideo");
+  qelvideo::Action action;
+  bool logs = false;
+  declare(app, action, logs);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : wrongUsage;
+  }
+  if (!action) throw qelvideo::UsageFailure("name a command; `qelvideo --help` shows which there are");
+  qelvideo::HostLoop loop;
+  if (logs) qelvideo::showLogLines(terminal);
+  action({terminal, loop});
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // The library may write a log line even after main has returned.
+  static auto& terminal = *std::make_unique<qelvideo::Terminal>().release();
+  int status = failed;
+  try {
+    status = run(argc, argv, terminal);
+  } catch (const qelvideo::UsageFailure& failure) {
+    terminal.note(std::string("qelvideo: ") + failure.what());
+    status = wrongUsage;
+  } catch (const std::exception& failure) {
+    terminal.note(std::string("qelvideo: ") + failure.what());
+  }
+  terminal.clearProgress();
+  return status;
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QelUtilVideo/platform/Export.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace QelUtilVideo {
+
+/// Where a host receives the library's log lines, one sink per level. Copies share the callables.
+///
+/// A sink is called synchronously on whatever thread logged, possibly on several at once, and possibly
+/// while the library runs a block on one of its serial queues: it must not wait for another thread that
+/// logs, and it must not ask a manager for its lists. A sink that throws is ignored for that line.
+struct Logger {
+  /// `message` begins with "[QelUtilVideo] "; `file` names the library's source file and lives for ever;
+  /// `line` is the line in it. An empty callable swallows its level.
+  using Sink = std::function<void(const std::string& message, const char* file, std::uint64_t line)>;
+
+  Logger(Sink info, Sink warning, Sink error)
+      : logInfo(std::move(info)), logWarning(std::move(warning)), logError(std::move(error)) {}
+
+  Sink logInfo;
+  Sink logWarning;
+  Sink logError;
+};
+
+/// Installs the sinks, replacing the ones before (the default ones included); absent removes them.
+/// The system log is written in any case. Any thread; a line being logged meanwhile goes to the old
+/// sinks or to the new ones, never to a mixture.
+QEL_EXPORT void setupLogger(std::optional<Logger> logger);
+
+}  // namespace QelUtilVideo

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "capture/windowlist/Target.h"
+
+#include <QelUtilVideo/CapturableScreen.h>
+
+#include <memory>
+#include <string>
+
+namespace QelUtilVideo::windowlist {
+
+/// A whole display as a target. It keeps its identity, the display ID, while the screen object behind it
+/// is replaced at each change of the display arrangement.
+class Screen final : public Target, public CapturableScreen {
+  struct Key {};
+
+ public:
+  /// Null, and nothing logged, for a screen without a display ID.
+  static std::shared_ptr<Screen> make(Platform& platform, std::shared_ptr<NSScreen> screen);
+  Screen(Key, Platform& platform, std::shared_ptr<NSScreen> screen, CGDirectDisplayID displayID,
+         std::string displayProdutName);
+  ~Screen() override;
+
+  [[nodiscard]] std::string uniqueID() const override { return uniqueID_; }
+  [[nodiscard]] std::string name() const override;
+  /// Captures the display once to find out.
+  [[nodiscard]] bool isAvailable() const override;
+  [[nodiscard]] bool isCamera() const override { return false; }
+  [[nodiscard]] bool isScreen() const override { return true; }
+  [[nodiscard]] bool isWindow() const override { return false; }
+
+  [[nodiscard]] CGDirectDisplayID displayID() const override { return displayID_; }
+  [[nodiscard]] std::shared_ptr<NSScreen> screen() const override { return screen_.copy(); }
+  /// Ignores null.
+  void setScreen(std::shared_ptr<NSScreen> screen);
+  [[nodiscard]] std::shared_ptr<NSImage> snapshotImage() const override;
+
+  /// The display with the cursor drawn in; never nothing.
+  Result<CVPixelBufferRef> capture() override;
+
+ private:
+  Synchronised<std::shared_ptr<NSScreen>> screen_;
+  const CGDirectDisplayID displayID_;
+  const std::string displayProdutName_;
+  const std::string uniqueID_;
+};
+
+}  // namespace QelUtilVideo::windowlist

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QelUtilVideo/platform/Dictionary.h>
+#include <QelUtilVideo/platform/NSScreen.h>
+#include <QelUtilVideo/platform/NotificationCenter.h>
+
+#include <memory>
+#include <vector>
+
+namespace QelUtilVideo {
+
+class CapturableScreen;
+class DispatchQueue;
+class Root;
+
+namespace windowlist {
+
+class Screen;
+
+/// The one instance behind the class-level operations of `CapturableWindowManager`. Its lists are read
+/// and changed in blocks on its queue only; those blocks also log. Any thread.
+class SharedWindowManager {
+ public:
+  /// Lists the displays and follows their changes from then on.
+  explicit SharedWindowManager(Root& root);
+  SharedWindowManager(const SharedWindowManager&) = delete;
+  SharedWindowManager& operator=(const SharedWindowManager&) = delete;
+
+  [[nodiscard]] std::vector<std::shared_ptr<CapturableScreen>> screens();
+
+  /// The display arrangement changed: refreshes the list and posts what came and went, if anything did,
+  /// on the calling thread.
+  void updateScreens(const NSNotification& notification);
+
+ private:
+  /// What came and went, as notifications carry it. In ScreenRefresh.cpp, with its helpers.
+  Dictionary refreshScreens();
+  Dictionary updateScreenList();
+  void updateGeometry(const std::vector<CGDirectDisplayID>& displays);
+
+  Root& root_;
+  const std::shared_ptr<DispatchQueue> queue_;
+  std::vector<std::shared_ptr<Screen>> screens_;
+};
+
+}  // namespace windowlist
+}  // namespace QelUtilVideo

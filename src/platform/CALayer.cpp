@@ -1,0 +1,21 @@
+#include "platform/CALayer.h"
+
+#include <QelUtilVideo/platform/NSView.h>
+
+#include <utility>
+
+namespace QelUtilVideo {
+
+CALayer::~CALayer() = default;
+
+std::shared_ptr<NSView> CALayer::view() const {
+  const std::lock_guard lock(mutex_);
+  return view_.lock();
+}
+
+void CALayer::setView(std::weak_ptr<NSView> view) {
+  const std::lock_guard lock(mutex_);
+  view_ = std::move(view);
+}
+
+}  // namespace QelUtilVideo

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QelUtilVideo/platform/CGImage.h>
+
+#include <memory>
+#include <mutex>
+
+namespace QelUtilVideo {
+
+class NSView;
+
+/// What a view is drawn on when it asks for a layer of its own. Main thread, except where said.
+class CALayer : public std::enable_shared_from_this<CALayer> {
+ public:
+  CALayer(const CALayer&) = delete;
+  CALayer& operator=(const CALayer&) = delete;
+  virtual ~CALayer();
+
+  /// The view that the layer backs, or null once it is gone. Any thread.
+  [[nodiscard]] std::shared_ptr<NSView> view() const;
+
+  /// The view became visible in a window, or ceased to be.
+  virtual void setVisible(bool visible) = 0;
+  /// The view's size or backing scale changed.
+  virtual void boundsChanged() = 0;
+  virtual void setNeedsDisplay() = 0;
+  /// The last picture presented, in pixels, first row at the top; null before the first.
+  [[nodiscard]] virtual CGImageRef contents() = 0;
+
+ protected:
+  CALayer() = default;
+
+ private:
+  friend class NSView;
+  void setView(std::weak_ptr<NSView> view);
+
+  mutable std::mutex mutex_;
+  std::weak_ptr<NSView> view_;
+};
+
+}  // namespace QelUtilVideo

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <exception>
+#include <functional>
+#include <string>
+#include <utility>
+
+namespace QelUtilVideo {
+
+/// Where a part of a platform reports its own troubles.
+using TroubleHandler = std::function<void(const std::string& text)>;
+
+/// Calls the function; an exception ends here and is reported as "WHAT threw: TEXT".
+template <class Function>
+void callSafely(const TroubleHandler& trouble, const std::string& what, Function&& function) {
+  try {
+    std::forward<Function>(function)();
+  } catch (const std::exception& exception) {
+    if (trouble) trouble(what + " threw: " + exception.what());
+  } catch (...) {
+    if (trouble) trouble(what + " threw something that is not an exception");
+  }
+}
+
+}  // namespace QelUtilVideo

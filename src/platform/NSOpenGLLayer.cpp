@@ -1,0 +1,123 @@
+#include "platform/NSOpenGLLayer.h"
+
+#include "platform/Clock.h"
+#include "platform/Dispatch.h"
+#include "platform/HostCall.h"
+#include "platform/Root.h"
+
+#include <QelUtilVideo/platform/NSView.h>
+
+#include <cmath>
+#include <utility>
+
+namespace QelUtilVideo {
+
+namespace {
+
+constexpr std::uint32_t everyDisplay = 0xFFFFFFFF;
+
+class ContextLock {
+ public:
+  explicit ContextLock(CGLContextObj context) : context_(context) { CGLLockContext(context_); }
+  ContextLock(const ContextLock&) = delete;
+  ContextLock& operator=(const ContextLock&) = delete;
+  ~ContextLock() { CGLUnlockContext(context_); }
+
+ private:
+  CGLContextObj context_;
+};
+
+CGSize surfaceSize(const NSView& view) {
+  const CGSize size = view.convertSizeToBacking(view.bounds().size);
+  return {std::round(size.width), std::round(size.height)};
+}
+
+}  // namespace
+
+NSOpenGLLayer::NSOpenGLLayer(OpenGL& openGL) : openGL_(openGL) {}
+
+NSOpenGLLayer::~NSOpenGLLayer() = default;
+
+void NSOpenGLLayer::setAsynchronous(bool asynchronous) {
+  asynchronous_ = asynchronous;
+  updateDriver();
+}
+
+std::shared_ptr<NSOpenGLContext> NSOpenGLLayer::openGLContext() const {
+  const std::lock_guard lock(mutex_);
+  return context_;
+}
+
+void NSOpenGLLayer::setOpenGLContext(std::shared_ptr<NSOpenGLContext> context) {
+  {
+    const std::lock_guard lock(mutex_);
+    std::swap(context_, context);
+  }
+  updateDriver();
+}
+
+NSOpenGLPixelFormat NSOpenGLLayer::openGLPixelFormatForDisplayMask(std::uint32_t) {
+  return {{NSOpenGLPFAOpenGLProfile, NSOpenGLProfileVersion3_2Core, NSOpenGLPFADoubleBuffer, 0}};
+}
+
+std::shared_ptr<NSOpenGLContext> NSOpenGLLayer::openGLContextForPixelFormat(
+    const NSOpenGLPixelFormat& format) {
+  return openGL_.makeContext(format);
+}
+
+bool NSOpenGLLayer::canDrawInOpenGLContext(NSOpenGLContext&, double) { return true; }
+
+void NSOpenGLLayer::refresh(double displayTime) {
+  // Held until the context is unlocked: the last reference to either may go while the view draws.
+  const auto self = shared_from_this();
+  const auto view = this->view();
+  const auto context = openGLContext();
+  if (!view || !context) return;
+  const CGLContextObj lockable = context->cglContextObj();
+  if (!lockable) return;
+
+  context->setSurfaceSize(surfaceSize(*view));
+  const ContextLock lock(lockable);
+  callHost("drawRect", [&] {
+    if (canDrawInOpenGLContext(*context, displayTime)) view->drawRect(view->bounds());
+  });
+}
+
+void NSOpenGLLayer::setVisible(bool visible) {
+  visible_ = visible;
+  if (visible_ && !openGLContext()) {
+    const NSOpenGLPixelFormat format = openGLPixelFormatForDisplayMask(everyDisplay);
+    if (auto context = openGLContextForPixelFormat(format)) setOpenGLContext(std::move(context));
+  }
+  updateDriver();
+  setNeedsDisplay();
+}
+
+void NSOpenGLLayer::boundsChanged() {
+  if (needsDisplayOnBoundsChange_) setNeedsDisplay();
+}
+
+void NSOpenGLLayer::setNeedsDisplay() {
+  // An asynchronous layer is asked at every refresh anyway.
+  if (!visible_ || asynchronous_) return;
+  Platform& platform = Root::current().platform();
+  platform.dispatch().mainQueue()->async([weak = weak_from_this(), &clock = platform.clock()] {
+    const auto layer = std::static_pointer_cast<NSOpenGLLayer>(weak.lock());
+    if (layer && layer->visible_) layer->refresh(clock.CACurrentMediaTime());
+  });
+}
+
+CGImageRef NSOpenGLLayer::contents() {
+  const auto context = openGLContext();
+  return context ? context->copyPresentedImage() : nullptr;
+}
+
+void NSOpenGLLayer::updateDriver() {
+  const bool driven = visible_ && asynchronous_ && openGLContext();
+  if (!driven) driver_.reset();
+  if (driven && !driver_) {
+    driver_ = openGL_.makeLayerDriver(std::static_pointer_cast<NSOpenGLLayer>(shared_from_this()));
+  }
+}
+
+}  // namespace QelUtilVideo

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "platform/CALayer.h"
+#include "platform/OpenGL.h"
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+namespace QelUtilVideo {
+
+/// A layer that OpenGL draws. Asynchronously: while its view is visible, a driver asks it once per
+/// refresh whether to draw, on a drawing thread, with the context locked, and after a yes lets the view
+/// draw. Otherwise it is asked on the main thread, after it was marked. The context is made when the
+/// layer becomes visible and has none, and kept until the layer goes. Main thread, except where said;
+/// the last reference may be dropped on any thread, the drawing thread included.
+class NSOpenGLLayer : public CALayer {
+ public:
+  explicit NSOpenGLLayer(OpenGL& openGL);
+  ~NSOpenGLLayer() override;
+
+  void setNeedsDisplayOnBoundsChange(bool needs) { needsDisplayOnBoundsChange_ = needs; }
+  void setAsynchronous(bool asynchronous);
+
+  /// Any thread.
+  [[nodiscard]] std::shared_ptr<NSOpenGLContext> openGLContext() const;
+  /// Replaces the context; null takes it away, and nothing is drawn until the layer has one again.
+  virtual void setOpenGLContext(std::shared_ptr<NSOpenGLContext> context);
+  [[nodiscard]] virtual NSOpenGLPixelFormat openGLPixelFormatForDisplayMask(std::uint32_t mask);
+  /// A context of this format; null when the machine has none.
+  [[nodiscard]] virtual std::shared_ptr<NSOpenGLContext> openGLContextForPixelFormat(
+      const NSOpenGLPixelFormat& format);
+  /// Whether to draw for the refresh that will be shown at `displayTime` (seconds of the media clock).
+  /// Drawing thread, context locked.
+  [[nodiscard]] virtual bool canDrawInOpenGLContext(NSOpenGLContext& context, double displayTime);
+
+  /// One refresh: fits the surface to the view, asks, draws. Does nothing without view or context. What
+  /// the view throws goes to the system log. Drawing thread.
+  void refresh(double displayTime);
+
+  // CALayer
+  void setVisible(bool visible) override;
+  void boundsChanged() override;
+  void setNeedsDisplay() override;
+  [[nodiscard]] CGImageRef contents() override;
+
+ private:
+  void updateDriver();
+
+  OpenGL& openGL_;
+  bool needsDisplayOnBoundsChange_ = false;
+  bool asynchronous_ = false;
+  bool visible_ = false;
+  std::unique_ptr<OpenGLLayerDriver> driver_;
+  mutable std::mutex mutex_;
+  std::shared_ptr<NSOpenGLContext> context_;
+};
+
+}  // namespace QelUtilVideo

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <QelUtilVideo/platform/CGImage.h>
+#include <QelUtilVideo/platform/CGGeometry.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace QelUtilVideo {
+
+class NSOpenGLLayer;
+class OpenGLFunctions;
+
+/// Attributes of a pixel format, ended by 0, as a context is asked for.
+using NSOpenGLPixelFormatAttribute = std::uint32_t;
+inline constexpr NSOpenGLPixelFormatAttribute NSOpenGLPFADoubleBuffer = 5;
+inline constexpr NSOpenGLPixelFormatAttribute NSOpenGLPFAColorSize = 8;
+inline constexpr NSOpenGLPixelFormatAttribute NSOpenGLPFAAlphaSize = 11;
+inline constexpr NSOpenGLPixelFormatAttribute NSOpenGLPFAAccelerated = 73;
+inline constexpr NSOpenGLPixelFormatAttribute NSOpenGLPFAAllowOfflineRenderers = 96;
+inline constexpr NSOpenGLPixelFormatAttribute NSOpenGLPFAOpenGLProfile = 99;
+inline constexpr NSOpenGLPixelFormatAttribute NSOpenGLProfileVersion3_2Core = 0x3200;
+
+/// The context parameter that holds the swap interval.
+inline constexpr std::int32_t NSOpenGLContextParameterSwapInterval = 222;
+
+struct NSOpenGLPixelFormat {
+  std::vector<NSOpenGLPixelFormatAttribute> attributes;
+};
+
+/// The part of a context that is locked. The lock is recursive; every use of a context happens under
+/// it. Unlocking for the last time releases the context from the thread, so that another may have it.
+class CGLContext {
+ public:
+  virtual ~CGLContext() = default;
+  virtual void lock() = 0;
+  virtual void unlock() = 0;
+};
+using CGLContextObj = CGLContext*;
+
+inline void CGLLockContext(CGLContextObj context) { context->lock(); }
+inline void CGLUnlockContext(CGLContextObj context) { context->unlock(); }
+
+/// A core-profile 3.2 context with its drawing surface: 8-bit RGBA, double-buffered.
+class NSOpenGLContext {
+ public:
+  virtual ~NSOpenGLContext() = default;
+  /// Null when the context is lost.
+  [[nodiscard]] virtual CGLContextObj cglContextObj() = 0;
+  /// Under the lock: makes the context current on this thread with its surface, at the size last set,
+  /// as the draw framebuffer.
+  virtual void makeCurrentContext() = 0;
+  /// Under the lock: presents what was drawn.
+  virtual void flushBuffer() = 0;
+  virtual void setValues(std::int32_t value, std::int32_t parameter) = 0;
+  [[nodiscard]] virtual bool isEqual(const NSOpenGLContext& other) const { return this == &other; }
+
+  /// The size in pixels that the surface takes when the context is next made current. Any thread.
+  virtual void setSurfaceSize(CGSize pixels) = 0;
+  /// Takes the lock and reads back what was presented last; null before the first presentation.
+  [[nodiscard]] virtual CGImageRef copyPresentedImage() = 0;
+};
+
+/// Drives one asynchronous layer: calls `NSOpenGLLayer::refresh` once per refresh of the screen, on a
+/// drawing thread of its own, until it is destroyed. Destroying it waits for no thread; a call that has
+/// begun may still end.
+class OpenGLLayerDriver {
+ public:
+  virtual ~OpenGLLayerDriver() = default;
+};
+
+/// Any thread.
+class OpenGL {
+ public:
+  virtual ~OpenGL() = default;
+  /// Null when there is no driver that can.
+  [[nodiscard]] virtual std::shared_ptr<NSOpenGLContext> makeContext(const NSOpenGLPixelFormat& format) = 0;
+  /// Null when the system grants no thread for it.
+  [[nodiscard]] virtual std::unique_ptr<OpenGLLayerDriver> makeLayerDriver(
+      std::weak_ptr<NSOpenGLLayer> layer) = 0;
+  /// The functions of whichever context is current on the calling thread.
+  [[nodiscard]] virtual OpenGLFunctions& functions() = 0;
+};
+
+}  // namespace QelUtilVideo

@@ -1,0 +1,89 @@
+#include "platform/Metal.h"
+#include "platform/NotificationCenterImpl.h"
+#include "platform/Platform.h"
+#include "platform/Root.h"
+#include "platform/linux/core/LinuxBundle.h"
+#include "platform/linux/core/LinuxClock.h"
+#include "platform/linux/core/LinuxDispatch.h"
+#include "platform/linux/core/LinuxSystemLog.h"
+#include "platform/linux/core/LinuxSystemVersion.h"
+#include "platform/linux/core/LinuxUserDefaults.h"
+#include "platform/linux/egl/EglOpenGL.h"
+#include "platform/linux/media/PixmanImages.h"
+#include "platform/linux/x11/X11Cursor.h"
+#include "platform/linux/x11/X11Displays.h"
+
+#include <memory>
+#include <mutex>
+#include <utility>
+
+namespace QelUtilVideo {
+namespace {
+
+/// A part of the platform that is made when it is first asked for.
+template <class T>
+class OnFirstUse {
+ public:
+  template <class... Arguments>
+  T& get(Arguments&&... arguments) {
+    std::call_once(once_, [&] { part_ = std::make_unique<T>(std::forward<Arguments>(arguments)...); });
+    return *part_;
+  }
+
+ private:
+  std::once_flag once_;
+  std::unique_ptr<T> part_;
+};
+
+class NoMetal final : public Metal {
+ public:
+  [[nodiscard]] std::shared_ptr<MTLDevice> MTLCreateSystemDefaultDevice() override { return nullptr; }
+};
+
+/// The connection that displays and cursor share.
+struct X11 {
+  std::shared_ptr<X11Connection> connection = X11Connection::open();
+};
+
+class LinuxPlatform final : public Platform {
+ public:
+  Dispatch& dispatch() override { return linuxDispatch(); }
+  NotificationCenter& notificationCenter() override { return notificationCenter_.get(trouble_); }
+  Clock& clock() override { return clock_; }
+  SystemVersion& systemVersion() override { return systemVersion_; }
+  UserDefaults& userDefaults() override { return userDefaults_; }
+  Bundle& bundle() override { return bundle_.get(); }
+  SystemLog& systemLog() override { return systemLog_.get(); }
+  Displays& displays() override {
+    return displays_.get(x11_.get().connection, linuxDispatch().eventLoop(), notificationCenter(), trouble_);
+  }
+  Cursor& cursor() override { return cursor_.get(x11_.get().connection); }
+  Images& images() override { return images_; }
+  Metal& metal() override { return metal_; }
+  OpenGL& openGL() override { return openGL_.get(trouble_); }
+
+ private:
+  LinuxDispatch& linuxDispatch() { return dispatch_.get(trouble_); }
+
+  const TroubleHandler trouble_ = [this](const std::string& text) { platformTrouble(*this, text); };
+  // Parts that others stand on come first.
+  OnFirstUse<LinuxSystemLog> systemLog_;
+  OnFirstUse<LinuxDispatch> dispatch_;
+  OnFirstUse<NotificationCenterImpl> notificationCenter_;
+  LinuxClock clock_;
+  LinuxSystemVersion systemVersion_;
+  LinuxUserDefaults userDefaults_;
+  OnFirstUse<LinuxBundle> bundle_;
+  OnFirstUse<X11> x11_;
+  OnFirstUse<X11Displays> displays_;
+  OnFirstUse<X11Cursor> cursor_;
+  PixmanImages images_;
+  NoMetal metal_;
+  OnFirstUse<EglOpenGL> openGL_;
+};
+
+}  // namespace
+
+std::unique_ptr<Platform> makePlatform() { return std::make_unique<LinuxPlatform>(); }
+
+}  // namespace QelUtilVideo

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "platform/CallSafely.h"
+#include "platform/TimerSource.h"
+#include "platform/linux/core/TimerHeap.h"
+#include "platform/linux/core/UniqueFD.h"
+
+#include <QelUtilVideo/platform/MainLoop.h>
+
+#include <atomic>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+namespace QelUtilVideo {
+
+/// The main loop: blocks, timers and descriptors, behind one epoll descriptor that any other loop can
+/// watch. In one turn it serves descriptors first, then timers, then the blocks that were queued by
+/// then; what a block queues waits for the next turn.
+class EventLoop final : public MainLoop, public TimerClock {
+ public:
+  explicit EventLoop(TroubleHandler trouble);
+  ~EventLoop() override;
+
+  /// Calls `handler` on the main thread in every turn in which `fd` is readable, hung up or failed,
+  /// until `unwatch`; it may be called once without need. A descriptor that stays hung up must be
+  /// unwatched, or the loop never rests. The descriptor stays the caller's; one is watched once, and
+  /// watching it again replaces the handler. Any thread. False when the system refuses.
+  bool watch(int fd, std::function<void()> handler);
+  /// No call of the handler begins after this returns, except one on its way on the main thread when
+  /// called from another. Before the descriptor is closed. Any thread.
+  void unwatch(int fd);
+
+  /// The library has been used: from here on the main thread is settled.
+  void settleMainThread() const { settled_ = true; }
+
+  // MainLoop
+  bool bindToCurrentThread() override;
+  [[nodiscard]] bool isMainThread() const override;
+  void run() override;
+  void stop() override;
+  [[nodiscard]] int fileDescriptor() const override;
+  void dispatchPending() override;
+  void async(std::function<void()> block) override;
+  void after(double seconds, std::function<void()> block) override;
+
+  // TimerClock; functions are called on the main thread.
+  Token start(double delay, double interval, double leeway, std::function<void()> fired) override;
+  void stop(Token token) override;
+
+ private:
+  using Handler = std::function<void()>;
+  enum class Wait : bool { no, yes };
+
+  /// One turn. Where `Wait::yes`, it waits for work first, and leaves blocks undone after a stop.
+  void turn(Wait wait);
+  void serve(int fd);
+  void fireTimers();
+  void runBlocks(Wait wait);
+  void signal();
+  void armTimer();  ///< under the lock
+  bool takeStop();
+
+  TroubleHandler trouble_;
+  UniqueFD epoll_;
+  UniqueFD wake_;   ///< an event counter above 0 while there are blocks, or a stop to notice
+  UniqueFD timer_;  ///< readable while a timer is due
+
+  mutable std::atomic<bool> settled_{false};
+  std::atomic<std::thread::id> boundThread_{};
+  std::atomic<int> stops_{0};
+
+  std::mutex mutex_;
+  std::deque<Handler> blocks_;
+  std::map<int, std::shared_ptr<const Handler>> watched_;
+  TimerHeap timers_;
+};
+
+}  // namespace QelUtilVideo

@@ -1,0 +1,96 @@
+#include "platform/linux/core/LinuxDispatch.h"
+
+#include "platform/DataAddSource.h"
+#include "platform/linux/core/SerialQueue.h"
+#include "platform/linux/core/TimerThread.h"
+
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <utility>
+
+namespace QelUtilVideo {
+namespace {
+
+/// The event loop's blocks, seen as a queue.
+class MainQueue final : public DispatchQueue {
+ public:
+  MainQueue(std::shared_ptr<EventLoop> loop, Dispatch::DeadlockHandler deadlocked)
+      : loop_(std::move(loop)), deadlocked_(std::move(deadlocked)) {}
+
+  [[nodiscard]] const std::string& label() const override { return label_; }
+  void async(Block block) override { loop_->async(std::move(block)); }
+
+  void sync(const Block& block) override {
+    if (loop_->isMainThread()) {
+      deadlocked_(label_);
+      return block();
+    }
+    std::mutex mutex;
+    std::condition_variable ended;
+    bool done = false;
+    std::exception_ptr exception;
+    loop_->async([&] {
+      try {
+        block();
+      } catch (...) {
+        exception = std::current_exception();
+      }
+      const std::lock_guard lock(mutex);
+      done = true;
+      ended.notify_one();
+    });
+    std::unique_lock lock(mutex);
+    ended.wait(lock, [&] { return done; });
+    if (exception) std::rethrow_exception(exception);
+  }
+
+ private:
+  const std::string label_ = "main";
+  const std::shared_ptr<EventLoop> loop_;
+  const Dispatch::DeadlockHandler deadlocked_;
+};
+
+}  // namespace
+
+LinuxDispatch::LinuxDispatch(TroubleHandler trouble)
+    : trouble_(std::move(trouble)),
+      deadlocks_(std::make_shared<Deadlocks>()),
+      pool_(std::make_shared<WorkerPool>(trouble_)),
+      loop_(std::make_shared<EventLoop>(trouble_)),
+      mainQueue_(std::make_shared<MainQueue>(
+          loop_, [deadlocks = deadlocks_](const std::string& label) { deadlocks->report(label); })),
+      timerThread_(std::make_shared<TimerThread>(trouble_)) {
+  setDeadlockHandler([trouble = trouble_](const std::string& label) {
+    if (trouble) trouble("The queue " + label + " was asked to wait for itself");
+  });
+}
+
+LinuxDispatch::~LinuxDispatch() = default;
+
+std::shared_ptr<DispatchQueue> LinuxDispatch::makeQueue(std::string label) {
+  loop_->settleMainThread();
+  return std::make_shared<SerialQueue>(
+      std::move(label), pool_, trouble_,
+      [deadlocks = deadlocks_](const std::string& name) { deadlocks->report(name); });
+}
+
+std::unique_ptr<DispatchTimerSource> LinuxDispatch::makeTimerSource(
+    const std::shared_ptr<DispatchQueue>& queue) {
+  return makeTimerSourceOn(queue, queue == mainQueue_ ? loop_ : timerThread_);
+}
+
+std::unique_ptr<DispatchDataAddSource> LinuxDispatch::makeDataAddSource(
+    const std::shared_ptr<DispatchQueue>& queue) {
+  return makeDataAddSourceOn(queue);
+}
+
+void LinuxDispatch::setDeadlockHandler(DeadlockHandler handler) {
+  deadlocks_->handler.with([&](DeadlockHandler& current) { std::swap(current, handler); });
+}
+
+void LinuxDispatch::Deadlocks::report(const std::string& label) const {
+  if (const DeadlockHandler current = handler.copy()) current(label);
+}
+
+}  // namespace QelUtilVideo

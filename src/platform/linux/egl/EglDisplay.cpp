@@ -1,0 +1,169 @@
+#include "platform/linux/egl/EglDisplay.h"
+
+#include "platform/linux/egl/EglBinding.h"
+
+#include <epoxy/gl.h>
+
+#include <array>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace QelUtilVideo {
+
+namespace {
+
+/// A display that may turn out to work.
+struct Candidate {
+  std::string name;
+  EGLDisplay display = EGL_NO_DISPLAY;
+};
+
+bool hasExtension(const char* list, std::string_view name) {
+  std::string_view rest = list ? list : "";
+  while (!rest.empty()) {
+    const std::size_t end = rest.find(' ');
+    if (rest.substr(0, end) == name) return true;
+    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
+  }
+  return false;
+}
+
+/// The graphics processors; a driver's software device, which is the surfaceless display again, is none.
+std::vector<EGLDeviceEXT> devices(const char* extensions) {
+  if (!hasExtension(extensions, "EGL_EXT_platform_device") ||
+      !hasExtension(extensions, "EGL_EXT_device_enumeration") ||
+      !hasExtension(extensions, "EGL_EXT_device_query")) {
+    return {};
+  }
+  EGLint count = 0;
+  if (!eglQueryDevicesEXT(0, nullptr, &count)) return {};
+  std::vector<EGLDeviceEXT> devices(static_cast<std::size_t>(count));
+  if (!eglQueryDevicesEXT(count, devices.data(), &count)) return {};
+  devices.resize(static_cast<std::size_t>(count));
+  std::erase_if(devices, [](EGLDeviceEXT device) {
+    return hasExtension(eglQueryDeviceStringEXT(device, EGL_EXTENSIONS), "EGL_MESA_device_software");
+  });
+  return devices;
+}
+
+/// The displays that need no window system.
+std::vector<Candidate> candidates() {
+  const char* extensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
+  if (!hasExtension(extensions, "EGL_EXT_platform_base")) return {};
+  std::vector<Candidate> candidates;
+  if (hasExtension(extensions, "EGL_MESA_platform_surfaceless")) {
+    candidates.push_back({"surfaceless", eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA,
+                                                                  EGL_DEFAULT_DISPLAY, nullptr)});
+  }
+  for (EGLDeviceEXT device : devices(extensions)) {
+    candidates.push_back({"device", eglGetPlatformDisplayEXT(EGL_PLATFORM_DEVICE_EXT, device, nullptr)});
+  }
+  return candidates;
+}
+
+/// Any configuration with eight bits per component will do: nothing is drawn to a surface of EGL's.
+EGLConfig chooseConfig(EGLDisplay display) {
+  constexpr std::array attributes{EGL_SURFACE_TYPE, 0, EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT,
+                                  EGL_RED_SIZE,     8, EGL_GREEN_SIZE,      8,
+                                  EGL_BLUE_SIZE,    8, EGL_ALPHA_SIZE,      8,
+                                  EGL_NONE};
+  EGLConfig config = nullptr;
+  EGLint count = 0;
+  const bool found = eglChooseConfig(display, attributes.data(), &config, 1, &count) && count > 0;
+  return found ? config : nullptr;
+}
+
+/// Whether this renderer is the processor, which nobody wants who has a choice.
+bool isSoftware(const std::string& renderer) {
+  for (const char* software : {"llvmpipe", "softpipe", "swrast", "SWR", "Software"}) {
+    if (renderer.find(software) != std::string::npos) return true;
+  }
+  return false;
+}
+
+/// A display that draws, or what keeps it from drawing.
+struct Attempt {
+  std::shared_ptr<const EglDisplay> display;
+  bool software = false;
+  std::string reason;
+};
+
+Attempt refused(std::string reason) { return {nullptr, false, std::move(reason)}; }
+
+/// Opens the display and makes a context current for a moment, to be sure that it can.
+Attempt tryOpen(EGLDisplay display) {
+  if (display == EGL_NO_DISPLAY || !eglInitialize(display, nullptr, nullptr)) {
+    return refused(eglErrorName(eglGetError()));
+  }
+  if (!hasExtension(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context")) {
+    return refused("no contexts without a surface");
+  }
+  const EGLConfig config = chooseConfig(display);
+  if (!config) return refused("no configuration for OpenGL");
+
+  auto opened = std::make_shared<const EglDisplay>(display, config);
+  const EglContextHandle context = opened->makeContext();
+  if (!context) return refused("no core profile 3.2: " + eglErrorName(eglGetError()));
+  const EglBinding before = EglBinding::current();
+  if (!eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, context.get())) {
+    return refused("a context cannot be used: " + eglErrorName(eglGetError()));
+  }
+  const auto* renderer = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
+  const bool software = isSoftware(renderer ? renderer : "");
+  before.restore(display);
+  return {std::move(opened), software, {}};
+}
+
+}  // namespace
+
+EglContextHandle::EglContextHandle(EglContextHandle&& other) noexcept
+    : display_(other.display_), context_(std::exchange(other.context_, EGL_NO_CONTEXT)) {}
+
+EglContextHandle& EglContextHandle::operator=(EglContextHandle&& other) noexcept {
+  std::swap(display_, other.display_);
+  std::swap(context_, other.context_);
+  return *this;
+}
+
+EglContextHandle::~EglContextHandle() {
+  if (context_ != EGL_NO_CONTEXT) eglDestroyContext(display_, context_);
+}
+
+std::shared_ptr<const EglDisplay> EglDisplay::open(std::string& reasons) {
+  // The function loader ends the process when it is asked for anything of a library that is not there.
+  if (!epoxy_has_egl()) {
+    reasons = "libEGL is not installed";
+    return nullptr;
+  }
+  const auto tryCandidate = [&](const Candidate& candidate) {
+    Attempt attempt = tryOpen(candidate.display);
+    if (!attempt.display) reasons += (reasons.empty() ? "" : "; ") + candidate.name + ": " + attempt.reason;
+    return attempt;
+  };
+  std::shared_ptr<const EglDisplay> software;
+  for (const Candidate& candidate : candidates()) {
+    Attempt attempt = tryCandidate(candidate);
+    if (attempt.display && !attempt.software) return attempt.display;
+    if (!software) software = std::move(attempt.display);
+  }
+  // Last, since it connects to a display server where there is one.
+  return software ? software : tryCandidate({"default display", eglGetDisplay(EGL_DEFAULT_DISPLAY)}).display;
+}
+
+EglContextHandle EglDisplay::makeContext() const {
+  constexpr std::array attributes{EGL_CONTEXT_MAJOR_VERSION_KHR,
+                                  3,
+                                  EGL_CONTEXT_MINOR_VERSION_KHR,
+                                  2,
+                                  EGL_CONTEXT_OPENGL_PROFILE_MASK_KHR,
+                                  EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT_KHR,
+                                  EGL_NONE};
+  const EGLenum apiBefore = eglQueryAPI();
+  eglBindAPI(EGL_OPENGL_API);
+  EglContextHandle context(display_, eglCreateContext(display_, config_, EGL_NO_CONTEXT, attributes.data()));
+  if (apiBefore != EGL_NONE) eglBindAPI(apiBefore);
+  return context;
+}
+
+}  // namespace QelUtilVideo

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/CallSafely.h"
+#include "platform/OpenGL.h"
+
+#include <memory>
+#include <mutex>
+
+namespace QelUtilVideo {
+
+class EglDisplay;
+
+/// OpenGL through EGL, which needs neither a display server nor a graphics processor. The driver is
+/// looked for when the first context is asked for, and again each time while there is none.
+class EglOpenGL final : public OpenGL {
+ public:
+  /// `trouble` is called on any thread: once when there is no driver, once per context that is lost.
+  explicit EglOpenGL(TroubleHandler trouble);
+  ~EglOpenGL() override;
+
+  [[nodiscard]] std::shared_ptr<NSOpenGLContext> makeContext(const NSOpenGLPixelFormat& format) override;
+  [[nodiscard]] std::unique_ptr<OpenGLLayerDriver> makeLayerDriver(
+      std::weak_ptr<NSOpenGLLayer> layer) override;
+  /// Calls without a current context do nothing and answer 0.
+  [[nodiscard]] OpenGLFunctions& functions() override { return *functions_; }
+
+ private:
+  [[nodiscard]] std::shared_ptr<const EglDisplay> display();
+
+  const TroubleHandler trouble_;
+  const std::unique_ptr<OpenGLFunctions> functions_;
+  std::mutex mutex_;
+  std::shared_ptr<const EglDisplay> display_;
+  bool reported_ = false;
+};
+
+}  // namespace QelUtilVideo

@@ -1,0 +1,165 @@
+#include "platform/linux/egl/LayerDriver.h"
+
+#include "platform/NSOpenGLLayer.h"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace QelUtilVideo {
+
+namespace {
+
+/// `CLOCK_MONOTONIC`, as the media clock.
+using Clock = std::chrono::steady_clock;
+
+constexpr Clock::duration refreshPeriod = std::chrono::nanoseconds(1'000'000'000 / 60);
+constexpr std::chrono::seconds patienceAtExit{1};
+
+/// Lets drawing end before the process does: libraries that draw are taken apart at exit, and threads
+/// that still use them would crash. Never destroyed.
+class ExitGate {
+ public:
+  static ExitGate& instance() {
+    // Registered after the driver's own exit handler, which makes it run before that one.
+    static ExitGate* const gate = [] {
+      std::atexit([] { instance().close(); });
+      return std::make_unique<ExitGate>().release();
+    }();
+    return *gate;
+  }
+
+  /// Calls `draw` unless the process is ending; false: it is.
+  template <class Draw>
+  bool pass(Draw&& draw) {
+    {
+      const std::lock_guard lock(mutex_);
+      if (closed_) return false;
+      drawing_ += 1;
+    }
+    isInside_ = true;
+    std::forward<Draw>(draw)();
+    isInside_ = false;
+    const std::lock_guard lock(mutex_);
+    drawing_ -= 1;
+    left_.notify_all();
+    return true;
+  }
+
+ private:
+  void close() {
+    // A drawing thread that ends the process itself is not waited for.
+    const int staying = isInside_ ? 1 : 0;
+    std::unique_lock lock(mutex_);
+    closed_ = true;
+    left_.wait_for(lock, patienceAtExit, [&] { return drawing_ == staying; });
+  }
+
+  static thread_local bool isInside_;
+  std::mutex mutex_;
+  std::condition_variable left_;
+  int drawing_ = 0;
+  bool closed_ = false;
+};
+
+thread_local bool ExitGate::isInside_ = false;
+
+/// Keeps signals away from threads made while it lives: they are for the host's own.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_{};
+};
+
+double mediaTime(Clock::time_point time) {
+  return std::chrono::duration<double>(time.time_since_epoch()).count();
+}
+
+}  // namespace
+
+/// What the thread and the driver share; the thread may outlive the driver and the layer.
+class LayerDriver::Loop {
+ public:
+  Loop(std::weak_ptr<NSOpenGLLayer> layer, TroubleHandler trouble)
+      : layer_(std::move(layer)), trouble_(std::move(trouble)) {}
+
+  void run() {
+    auto deadline = Clock::now();
+    while (waitUntil(deadline)) {
+      const double displayTime = mediaTime(deadline + refreshPeriod);
+      bool goesOn = false;
+      const bool open = ExitGate::instance().pass(
+          [&] { callSafely(trouble_, "A layer's refresh", [&] { goesOn = refresh(displayTime); }); });
+      if (!open || !goesOn) return;
+      deadline += refreshPeriod;
+      const auto late = Clock::now() - deadline;
+      if (late > Clock::duration::zero()) deadline += late / refreshPeriod * refreshPeriod + refreshPeriod;
+    }
+  }
+
+  void stop() {
+    const std::lock_guard lock(mutex_);
+    stopped_ = true;
+    wake_.notify_all();
+  }
+
+ private:
+  /// False: stopped.
+  bool waitUntil(Clock::time_point deadline) {
+    std::unique_lock lock(mutex_);
+    return !wake_.wait_until(lock, deadline, [&] { return stopped_; });
+  }
+
+  /// False: the layer is gone. It may go in here, and with it the driver.
+  bool refresh(double displayTime) {
+    const auto layer = layer_.lock();
+    if (layer) layer->refresh(displayTime);
+    return layer != nullptr;
+  }
+
+  const std::weak_ptr<NSOpenGLLayer> layer_;
+  const TroubleHandler trouble_;
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  bool stopped_ = false;
+};
+
+std::unique_ptr<LayerDriver> LayerDriver::make(std::weak_ptr<NSOpenGLLayer> layer,
+                                               const TroubleHandler& trouble) {
+  ExitGate::instance();
+  auto loop = std::make_shared<Loop>(std::move(layer), trouble);
+  try {
+    const SignalsBlocked blocked;
+    std::thread thread([loop] {
+      pthread_setname_np(pthread_self(), "qel-gl-layer");
+      loop->run();
+    });
+    thread.detach();
+  } catch (const std::system_error& error) {
+    if (trouble) trouble(std::string("No thread for drawing a layer: ") + error.what());
+    return nullptr;
+  }
+  return std::unique_ptr<LayerDriver>(new LayerDriver(std::move(loop)));
+}
+
+LayerDriver::LayerDriver(std::shared_ptr<Loop> loop) : loop_(std::move(loop)) {}
+
+LayerDriver::~LayerDriver() { loop_->stop(); }
+
+}  // namespace QelUtilVideo

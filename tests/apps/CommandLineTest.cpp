@@ -1,0 +1,249 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "TemporaryFolder.h"
+#include "VirtualServer.h"
+#include "Y4mHeader.h"
+
+namespace {
+
+struct Outcome {
+  int status = -1;
+  std::string output;
+  std::string errors;
+};
+
+/// The program as a person would run it, on a small X server of the test's own.
+class CommandLine : public testing::Test {
+ protected:
+  /// Runs a line of bash, in which "qelvideo" and $Q are the program under test, in the
+  /// test's folder. A program in the background is $Q, so that $! is its own process.
+  Outcome run(const std::string& line) {
+    const std::string script = "Q=" QELVIDEO "; qelvideo() { $Q \"$@\"; }; cd " + folder.file("") + "; { " +
+                               line + "; } >.out 2>.err </dev/null";
+    ::setenv("DISPLAY", display.c_str(), 1);
+    ::setenv("TEST_SCRIPT", script.c_str(), 1);
+    const int status = std::system("exec bash -c \"$TEST_SCRIPT\"");
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, folder.read(".out"), folder.read(".err")};
+  }
+  void startServer(const std::string& screen = "64x48x24") {
+    server.emplace(screen);
+    display = server->display();
+  }
+  /// The frames that follow the header of a film of this size; -1 when it does not end with a frame.
+  long framesOf(const std::string& name, std::size_t width, std::size_t height) {
+    const std::string film = folder.read(name);
+    const std::size_t line = film.find('\n');
+    if (line == std::string::npos) return -1;
+    const auto header = qelvideo::Y4mHeader::parse(film.substr(0, line));
+    EXPECT_EQ(header.width, width);
+    EXPECT_EQ(header.height, height);
+    EXPECT_DOUBLE_EQ(header.frameDuration(), 0.1);
+    const std::size_t frame = 6 + header.frameSize();
+    return (film.size() - line - 1) % frame ? -1 : static_cast<long>((film.size() - line - 1) / frame);
+  }
+
+  TemporaryFolder folder;
+  std::optional<qelvideo::VirtualServer> server;
+  std::string display;
+};
+
+void expectText(const std::string& text, const std::vector<std::string>& pieces) {
+  std::size_t position = 0;
+  for (const std::string& piece : pieces) {
+    position = text.find(piece, position);
+    ASSERT_NE(position, std::string::npos) << "\"" << piece << "\" is not in its place in\n" << text;
+    position += piece.size();
+  }
+}
+
+constexpr const char* grey2x2 = "YUV4MPEG2 W2 H2 F50:1\\nFRAME\\n~~~~~~FRAME\\n~~~~~~";
+
+}  // namespace
+
+TEST_F(CommandLine, wrongUsageIsStatusTwoAndSaysWhatIsRight) {
+  const std::vector<std::pair<std::string, std::string>> cases{
+      {"qelvideo", "name a command"},
+      {"qelvideo frobnicate", "frobnicate"},
+      {"qelvideo snapshot 1", "output"},
+      {"qelvideo capture 1 --frames 0", "frames"},
+      {"qelvideo capture 1 --frames 3 --seconds 3", "seconds"},
+      {"qelvideo capture 1 --seconds nan", "seconds"},
+      {"qelvideo view - ", "view: name the size of an off-screen view with --offscreen WxH"},
+      {"qelvideo view - --offscreen 0x5", "640x360"},
+      {"qelvideo view - --offscreen 5x5 --orientation sideways", "right-mirrored"},
+      {"qelvideo view - --offscreen 5x5 --background blue", "#204060"},
+      {"qelvideo view - --offscreen 5x5 --fit --fill", "fi"},
+      {"qelvideo view - --offscreen 5x5 --blur -1", "blur"},
+      {"qelvideo view - --offscreen 5x5 --backend vulkan", "opengl"},
+  };
+  for (const auto& [line, text] : cases) {
+    const Outcome outcome = run(line);
+    EXPECT_EQ(outcome.status, 2) << line << "\n" << outcome.errors;
+    EXPECT_NE(outcome.errors.find(text), std::string::npos) << line << "\n" << outcome.errors;
+  }
+  EXPECT_EQ(run("qelvideo --help && qelvideo view --help && qelvideo --version").status, 0);
+}
+
+TEST_F(CommandLine, withoutAnXServerListsAreEmptyAndCommandsSayWhatToDo) {
+  for (const std::string& gone : {std::string(), std::string(":54321")}) {
+    display = gone;
+    const Outcome list = run("qelvideo list --json");
+    EXPECT_EQ(list.status, 0) << list.errors;
+    EXPECT_EQ(nlohmann::json::parse(list.output)["displays"].size(), 0U);
+    for (const char* line : {"qelvideo snapshot 1 -o a.png", "qelvideo capture 1 -o a.y4m",
+                             "qelvideo view 1 --offscreen 9x9 --screenshot a.png"}) {
+      const Outcome outcome = run(line);
+      EXPECT_EQ(outcome.status, 1) << line;
+      EXPECT_NE(outcome.errors.find("DISPLAY"), std::string::npos) << outcome.errors;
+    }
+    EXPECT_EQ(run("ls *.png *.y4m").output, "");
+  }
+}
+
+TEST_F(CommandLine, listsTheDisplayAndFindsItByItsShortenedID) {
+  startServer();
+  const Outcome list = run("qelvideo list");
+  EXPECT_EQ(list.status, 0);
+  expectText(list.output, {"UNIQUE ID", "SCALE", "QelUtilVideo.CapturableScreen.QWS.CGDirectDisplayID.",
+                           "yes", "64x48", "0,0", "1"});
+  const auto json = nlohmann::json::parse(run("qelvideo list --json").output);
+  ASSERT_EQ(json["displays"].size(), 1U);
+  const auto& entry = json["displays"][0];
+  EXPECT_EQ(entry["size"]["width"], 64);
+  EXPECT_EQ(entry["available"], true);
+  const auto number = std::to_string(entry["displayID"].get<unsigned>());
+  for (const std::string& id :
+       {number, entry["uniqueID"].get<std::string>(), entry["name"].get<std::string>(), "DisplayID." + number,
+        std::string("Qel")}) {
+    const Outcome outcome = run("qelvideo snapshot '" + id + "' -o picture.png && head -c 8 picture.png");
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    expectText(outcome.output, {"picture.png: 64x48", "\x89PNG"});
+  }
+  const Outcome unknown = run("qelvideo snapshot no-such-thing -o other.png");
+  EXPECT_EQ(unknown.status, 1);
+  expectText(unknown.errors, {"no-such-thing", "qelvideo list"});
+}
+
+TEST_F(CommandLine, capturesAFilmOfWholeFramesWithEventsAndStatistics) {
+  startServer("65x47x24");
+  const Outcome outcome = run("qelvideo --log capture Qel --frames 5 -o film.y4m");
+  EXPECT_EQ(outcome.status, 0) << outcome.errors;
+  expectText(outcome.errors,
+             {"session: will start", "session: did start", "session: did stop", " sample info:"});
+  expectText(outcome.output, {"5 frames in 0.", " fps), 65x47"});
+  EXPECT_EQ(framesOf("film.y4m", 65, 47), 5);
+  EXPECT_EQ(outcome.errors.find('\r'), std::string::npos);
+
+  const Outcome timed = run("qelvideo capture Qel --seconds 1 --json -o film.y4m");
+  EXPECT_EQ(timed.status, 0) << timed.errors;
+  const auto json = nlohmann::json::parse(timed.output);
+  EXPECT_NEAR(json["seconds"].get<double>(), 1, 0.3);
+  EXPECT_EQ(json["bytes"], folder.read("film.y4m").size());
+  EXPECT_NEAR(static_cast<double>(framesOf("film.y4m", 65, 47)), 10, 1);
+}
+
+TEST_F(CommandLine, aClosedPipeAndAnInterruptionEndACaptureCleanly) {
+  startServer();
+  const Outcome closed =
+      run("qelvideo capture Qel -o - | head -c 9000 | wc -c; echo status ${PIPESTATUS[0]}");
+  expectText(closed.output, {"9000", "status 0"});
+  expectText(closed.errors, {"session: did stop", "frame"});
+
+  const Outcome interrupted =
+      run("$Q capture Qel -o film.y4m & sleep 1; kill -INT $!; wait $!; echo status $?");
+  expectText(interrupted.output, {"frames in", "status 0"});
+  EXPECT_GT(framesOf("film.y4m", 64, 48), 3);
+
+  // A frame fills a pipe that nobody reads.
+  startServer("1280x1024x24");
+  const Outcome stuck =
+      run("$Q capture Qel -o - --seconds 1 > >(exec sleep 6) & sleep 1.5; "
+          "kill -TERM $!; wait $!; echo status $?");
+  expectText(stuck.output + stuck.errors, {"status 0"});
+}
+
+TEST_F(CommandLine, aServerThatDiesLeavesTheFilmAndAReason) {
+  startServer();
+  run("(qelvideo capture Qel -o film.y4m; echo status $?) >result 2>errors & sleep 0.1");
+  for (int i = 0; i < 100 && folder.read("film.y4m").size() < 20000; ++i) run("sleep 0.1");
+  server.reset();
+  for (int i = 0; i < 100 && folder.read("result").find("status") == std::string::npos; ++i) run("sleep 0.1");
+  expectText(folder.read("result"), {"frames in", "64x48", "status 1"});
+  expectText(folder.read("errors"), {"session: did stop: failedToCapture", "qelvideo: ", "qelvideo list"});
+  EXPECT_GE(framesOf("film.y4m", 64, 48), 4);
+}
+
+TEST_F(CommandLine, placesThatCannotBeWrittenAreNamed) {
+  startServer();
+  for (const char* line :
+       {"qelvideo snapshot Qel -o absent/a.png", "qelvideo capture Qel --frames 1 -o absent/a.png",
+        "printf '"
+        "YUV4MPEG2 W2 H2\\nFRAME\\n~~~~~~"
+        "' | qelvideo view - --offscreen 8x8 "
+        "--screenshot absent/a.png",
+        "qelvideo demo -o /dev/null/absent/a.png", "qelvideo list >/dev/full"}) {
+    const Outcome outcome = run(line);
+    EXPECT_EQ(outcome.status, 1) << line << outcome.errors;
+    EXPECT_NE(
+        outcome.errors.find(std::string(line).find("full") == std::string::npos ? "absent/a.png" : "space"),
+        std::string::npos)
+        << line << outcome.errors;
+  }
+}
+
+TEST_F(CommandLine, viewsFilmsFromFilesAndPipesAndKeepsWhatWasGoodOfABadOne) {
+  std::ignore = folder.write("film.y4m", "YUV4MPEG2 W2 H2 F50:1\nFRAME\n~~~~~~FRAME\n~~~~~~");
+  const Outcome file = run("qelvideo view film.y4m --offscreen 33x17 --screenshot view.png");
+  EXPECT_EQ(file.status, 0) << file.errors;
+  expectText(file.output, {"view.png: 33x17", "2 frames, 2x2"});
+  const Outcome pipe =
+      run(std::string("printf '") + grey2x2 +
+          "' | qelvideo view - --offscreen 1x1 --frames 1 --orientation 6 --fill --screenshot p.png");
+  EXPECT_EQ(pipe.status, 0) << pipe.errors;
+  expectText(pipe.output, {"p.png: 1x1", "1 frame, 2x2"});
+
+  const Outcome cut =
+      run("head -c 42 film.y4m >cut.y4m; qelvideo view cut.y4m --offscreen 8x8 --screenshot cut.png");
+  EXPECT_EQ(cut.status, 1);
+  expectText(cut.output, {"cut.png: 8x8", "1 frame, 2x2"});
+  expectText(cut.errors, {"frame 2 of cut.y4m", "cut short"});
+
+  for (const char* line :
+       {"qelvideo view empty.y4m --offscreen 8x8", "head -c 22 film.y4m | qelvideo view - --offscreen 8x8",
+        "head -c 9000 /dev/urandom | qelvideo view - --offscreen 8x8"}) {
+    const Outcome outcome = run(line);
+    EXPECT_EQ(outcome.status, 1) << line;
+    expectText(outcome.errors, {"qelvideo: cannot"});
+  }
+}
+
+TEST_F(CommandLine, viewsOddAndVeryWideFilms) {
+  for (const auto& [width, height] : std::vector<std::pair<int, int>>{{1, 1}, {3, 5}, {16384, 2}}) {
+    const int bytes = width * height + 2 * ((width + 1) / 2) * ((height + 1) / 2);
+    std::ignore =
+        folder.write("film.y4m", "YUV4MPEG2 W" + std::to_string(width) + " H" + std::to_string(height) +
+                                     "\nFRAME\n" + std::string(static_cast<std::size_t>(bytes), '~'));
+    const Outcome outcome = run("qelvideo view film.y4m --offscreen 40x30 --screenshot view.png");
+    EXPECT_EQ(outcome.status, 0) << width << "x" << height << outcome.errors;
+    expectText(outcome.output, {"view.png: 40x30"});
+  }
+}
+
+TEST_F(CommandLine, viewsADisplayAndTheDemoLeavesItsPictures) {
+  startServer();
+  const Outcome view = run("qelvideo view Qel --offscreen 32x24 --frames 3 --auto-fit --screenshot view.png");
+  EXPECT_EQ(view.status, 0) << view.errors;
+  expectText(view.output, {"view.png: 32x24", "3 frames", "64x48"});
+  const Outcome demo = run("unset DISPLAY; qelvideo demo -o pictures && ls pictures");
+  EXPECT_EQ(demo.status, 0) << demo.errors;
+  expectText(demo.errors, {"session: will start", "session: did start", "session: did stop"});
+  expectText(demo.output, {"UNIQUE ID", "frames in 3.", "1280x720", "snapshot.png", "view.png"});
+}

@@ -1,0 +1,191 @@
+#include "platform/linux/core/LinuxBundle.h"
+#include "platform/linux/core/LinuxSystemLog.h"
+#include "platform/linux/core/LinuxUserDefaults.h"
+#include "platform/linux/core/UniqueFD.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+namespace QelUtilVideo {
+namespace {
+
+using testing::EndsWith;
+using testing::MatchesRegex;
+
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "qelXXXXXX").string();
+    path = ::mkdtemp(pattern.data());
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder() { std::filesystem::remove_all(path); }
+
+  void write(const std::string& name, const std::string& text) const {
+    std::filesystem::create_directories((path / name).parent_path());
+    std::ofstream(path / name) << text;
+  }
+  std::filesystem::path path;
+};
+
+// ── User defaults ───────────────────────────────────────────────────────────────────────────────────
+
+class LinuxUserDefaultsTest : public testing::Test {
+ protected:
+  LinuxUserDefaultsTest() { ::setenv("XDG_CONFIG_HOME", folder.path.c_str(), 1); }
+  ~LinuxUserDefaultsTest() override {
+    ::unsetenv("XDG_CONFIG_HOME");
+    ::unsetenv("QelTestKey");
+  }
+  void store(const std::string& json) const { folder.write("QelUtilVideo/defaults.json", json); }
+  [[nodiscard]] bool value() { return defaults.boolForKey("QelTestKey"); }
+
+  TemporaryFolder folder;
+  LinuxUserDefaults defaults;
+};
+
+TEST_F(LinuxUserDefaultsTest, theEnvironmentDecidesWhenItIsSet) {
+  EXPECT_FALSE(value());
+  for (const char* text : {"1", "true", "YES", "oN", "-2", "0.5"}) {
+    ::setenv("QelTestKey", text, 1);
+    EXPECT_TRUE(value()) << text;
+  }
+  store(R"({"QelTestKey": true})");
+  for (const char* text : {"", "0", "0.0", "off", "1x", "nan", " 1"}) {
+    ::setenv("QelTestKey", text, 1);
+    EXPECT_FALSE(value()) << text;
+  }
+  ::unsetenv("QelTestKey");
+  EXPECT_TRUE(value());
+}
+
+TEST_F(LinuxUserDefaultsTest, malformedSettingsCountAsAbsent) {
+  for (const char* json : {R"({"QelTestKey": true)", R"(["QelTestKey"])", R"({"QelTestKey": [true]})",
+                           R"({"QelTestKey": null})", R"({"QelTestKey": 0})", "", "\xff\xfe{}", "{}{}"}) {
+    store(json);
+    EXPECT_FALSE(value()) << json;
+  }
+  store(std::string(100'000, '['));
+  EXPECT_FALSE(value());
+  for (const char* json : {R"({"QelTestKey": 3})", R"({"QelTestKey": "yes"})"}) {
+    store(json);
+    EXPECT_TRUE(value()) << json;
+  }
+}
+
+TEST_F(LinuxUserDefaultsTest, aPipeInPlaceOfTheFileIsNotWaitedFor) {
+  std::filesystem::create_directories(folder.path / "QelUtilVideo");
+  ASSERT_EQ(::mkfifo((folder.path / "QelUtilVideo" / "defaults.json").c_str(), 0600), 0);
+  EXPECT_FALSE(value());
+}
+
+// ── Bundle ──────────────────────────────────────────────────────────────────────────────────────────
+
+TEST(LinuxBundleTest, readsTheFirstInformationFileAnew) {
+  const TemporaryFolder folder;
+  LinuxBundle bundle({folder.path / "none", folder.path / "b"});
+  EXPECT_FALSE(bundle.infoDictionary());
+  folder.write("b/Info.json", R"({"text": "t", "flag": true, "whole": -3, "part": 0.5,
+                                  "large": 18446744073709551615, "list": [1]})");
+  const auto info = bundle.infoDictionary();
+  ASSERT_TRUE(info);
+  EXPECT_EQ(*info->get<std::string>("text"), "t");
+  EXPECT_EQ(*info->get<bool>("flag"), true);
+  EXPECT_EQ(*info->get<std::int64_t>("whole"), -3);
+  EXPECT_EQ(*info->get<double>("part"), 0.5);
+  EXPECT_EQ(*info->get<double>("large"), 18446744073709551615.0);
+  EXPECT_EQ(info->size(), 5U);
+
+  folder.write("b/Info.json", "{");
+  EXPECT_FALSE(bundle.infoDictionary());
+}
+
+TEST(LinuxBundleTest, findsFilesOfTheBuildTreeAndNothingOutside) {
+  LinuxBundle bundle;
+  const auto info = bundle.infoDictionary();
+  ASSERT_TRUE(info);
+  EXPECT_NE(info->get<std::string>("QelUtilRevision"), nullptr);
+  EXPECT_FALSE(bundle.pathForResource("no such file"));
+  EXPECT_FALSE(bundle.pathForResource("../QelUtilVideo/Info.json"));
+  EXPECT_FALSE(bundle.pathForResource(""));
+}
+
+// ── System log ──────────────────────────────────────────────────────────────────────────────────────
+
+/// A reader of records.
+class Reader {
+ public:
+  explicit Reader(const std::filesystem::path& path)
+      : socket_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    EXPECT_EQ(::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  }
+  /// The next record, or an empty text.
+  [[nodiscard]] std::string next() const {
+    std::vector<char> record(200'000);
+    const ssize_t size = ::recv(socket_.get(), record.data(), record.size(), 0);
+    return {record.data(), size > 0 ? static_cast<std::size_t>(size) : 0U};
+  }
+
+ private:
+  UniqueFD socket_;
+};
+
+class LinuxSystemLogTest : public testing::Test {
+ protected:
+  TemporaryFolder folder;
+  LinuxSystemLog systemLog{(folder.path / "journal").string(), (folder.path / "log").string()};
+  std::shared_ptr<OSLog> log = systemLog.makeLog("sub", "cat");
+};
+
+TEST_F(LinuxSystemLogTest, aJournalGetsFieldsWithTheTypesPriority) {
+  const Reader journal(folder.path / "journal");
+  log->os_log(os_log_type_t::OS_LOG_TYPE_ERROR, "[:7] e");
+  log->os_log(os_log_type_t::OS_LOG_TYPE_DEFAULT, "d");
+  log->os_log(os_log_type_t::OS_LOG_TYPE_INFO, "two\nlines");
+  const std::string rest = "SYSLOG_IDENTIFIER=QelUtilVideo\nSUBSYSTEM=sub\nCATEGORY=cat\nMESSAGE";
+  EXPECT_EQ(journal.next(), "PRIORITY=3\n" + rest + "=[:7] e\n");
+  EXPECT_EQ(journal.next(), "PRIORITY=5\n" + rest + "=d\n");
+  EXPECT_EQ(journal.next(), "PRIORITY=6\n" + rest + std::string("\n\x09\0\0\0\0\0\0\0two\nlines\n", 19));
+}
+
+TEST_F(LinuxSystemLogTest, withoutAJournalTheSystemLoggerGetsALine) {
+  const Reader syslog(folder.path / "log");
+  log->os_log(os_log_type_t::OS_LOG_TYPE_ERROR, "[:7] e");
+  EXPECT_THAT(syslog.next(),
+              MatchesRegex("<11>[A-Z][a-z][a-z] [ 0-9][0-9] [0-9:]+ QelUtilVideo\\[[0-9]+\\]: \\[:7\\] e"));
+}
+
+TEST_F(LinuxSystemLogTest, neitherAFullReaderNorAMissingOneHoldsAnybodyUp) {
+  log->os_log(os_log_type_t::OS_LOG_TYPE_INFO, "nobody listens");
+  const Reader journal(folder.path / "journal");
+  const Reader syslog(folder.path / "log");
+  for (int i = 0; i < 5000; ++i) log->os_log(os_log_type_t::OS_LOG_TYPE_INFO, "flood");
+  EXPECT_THAT(journal.next(), EndsWith("MESSAGE=flood\n"));
+  EXPECT_EQ(syslog.next(), "");
+}
+
+TEST_F(LinuxSystemLogTest, aVeryLongTextIsCutBetweenCharacters) {
+  const Reader journal(folder.path / "journal");
+  std::string text(48 * 1024 - 1, 'x');
+  for (int i = 0; i < 100'000; ++i) text += "\u00e4";
+  log->os_log(os_log_type_t::OS_LOG_TYPE_INFO, text);
+  EXPECT_THAT(journal.next(), EndsWith("xxx\n"));
+}
+
+}  // namespace
+}  // namespace QelUtilVideo

@@ -1,0 +1,113 @@
+#include "support/PrivateXServer.h"
+
+#include "platform/linux/core/UniqueFD.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+#include <utility>
+
+namespace qeltest {
+namespace {
+
+using QelUtilVideo::UniqueFD;
+
+constexpr const char* kProgram = "Xvfb";
+constexpr int kStartMilliseconds = 10000;
+
+/// The line that the server writes once it takes connections; empty when it does not come.
+std::string readLine(int fd) {
+  std::string line;
+  while (line.find('\n') == std::string::npos) {
+    pollfd waiting{fd, POLLIN, 0};
+    std::array<char, 32> bytes;
+    if (::poll(&waiting, 1, kStartMilliseconds) <= 0) return {};
+    const ssize_t count = ::read(fd, bytes.data(), bytes.size());
+    if (count <= 0) return {};
+    line.append(bytes.data(), static_cast<std::size_t>(count));
+  }
+  return line.substr(0, line.find('\n'));
+}
+
+std::vector<std::string> commandOf(const PrivateXServer::Options& options, int displayFD) {
+  std::vector<std::string> command{kProgram,
+                                   "-screen",
+                                   "0",
+                                   std::to_string(options.width) + "x" + std::to_string(options.height) +
+                                       "x" + std::to_string(options.depth),
+                                   "-nolisten",
+                                   "tcp",
+                                   "-noreset",
+                                   "-displayfd",
+                                   std::to_string(displayFD)};
+  command.insert(command.end(), options.arguments.begin(), options.arguments.end());
+  return command;
+}
+
+/// Starts the program without its output; the descriptor stays open in it.
+pid_t spawn(std::vector<std::string> command, int inherited) {
+  std::vector<char*> arguments;
+  for (std::string& argument : command) arguments.push_back(argument.data());
+  arguments.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  // Onto itself: clears the mark that closes it.
+  posix_spawn_file_actions_adddup2(&actions, inherited, inherited);
+  pid_t process = -1;
+  const int failed = ::posix_spawnp(&process, kProgram, &actions, nullptr, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  return failed ? -1 : process;
+}
+
+}  // namespace
+
+bool PrivateXServer::isInstalled() {
+  std::istringstream folders(std::getenv("PATH") ? std::getenv("PATH") : "");
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    if (::access((std::filesystem::path(folder) / kProgram).c_str(), X_OK) == 0) return true;
+  }
+  return false;
+}
+
+std::unique_ptr<PrivateXServer> PrivateXServer::start(const Options& options) {
+  struct Started : PrivateXServer {
+    Started(pid_t process, std::string display) : PrivateXServer(process, std::move(display)) {}
+  };
+  std::array<int, 2> ends{};
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) return nullptr;
+  const UniqueFD reading(ends[0]);
+  UniqueFD writing(ends[1]);
+  const pid_t process = spawn(commandOf(options, writing.get()), writing.get());
+  writing.reset();
+  if (process < 0) return nullptr;
+  // Owned from here on, so that a server that never answers is ended too.
+  auto server = std::make_unique<Started>(process, ":" + readLine(reading.get()));
+  return server->display().size() > 1 ? std::move(server) : nullptr;
+}
+
+PrivateXServer::PrivateXServer(pid_t process, std::string display)
+    : process_(process), display_(std::move(display)) {}
+
+PrivateXServer::~PrivateXServer() {
+  if (process_ < 0) return;
+  ::kill(process_, SIGTERM);
+  ::waitpid(process_, nullptr, 0);
+}
+
+void PrivateXServer::kill() {
+  if (process_ < 0) return;
+  ::kill(process_, SIGKILL);
+  ::waitpid(process_, nullptr, 0);
+  process_ = -1;
+}
+
+}  // namespace qeltest

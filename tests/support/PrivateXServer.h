@@ -1,0 +1,50 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace qeltest {
+
+/// An X server of the test's own, on a display number that nobody else has, without a screen that
+/// anybody sees. Ended with the object.
+class PrivateXServer {
+ public:
+  struct Options {
+    int width = 320;
+    int height = 240;
+    int depth = 24;
+    std::vector<std::string> arguments = {};  ///< further ones for the server
+  };
+
+  /// Whether the machine has the server program.
+  static bool isInstalled();
+  /// Starts a server and waits until it takes connections; null when it does not within ten seconds.
+  static std::unique_ptr<PrivateXServer> start(const Options& options);
+  static std::unique_ptr<PrivateXServer> start() { return start(Options()); }
+
+  PrivateXServer(const PrivateXServer&) = delete;
+  PrivateXServer& operator=(const PrivateXServer&) = delete;
+  ~PrivateXServer();
+
+  /// For DISPLAY, e.g. ":7".
+  [[nodiscard]] const std::string& display() const { return display_; }
+  [[nodiscard]] pid_t processID() const { return process_; }
+  /// Ends the server at once, as a crash would.
+  void kill();
+
+ private:
+  PrivateXServer(pid_t process, std::string display);
+
+  pid_t process_;
+  std::string display_;
+};
+
+}  // namespace qeltest
+
+/// Ends the test with a sentence when there is no server program to test with.
+#define QEL_REQUIRE_X_SERVER()                 \
+  if (!qeltest::PrivateXServer::isInstalled()) \
+  GTEST_SKIP() << "Xvfb is not installed, and this test starts one"
