@@ -61,6 +61,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, std::optio
 
   std::vector<std::string> words = arguments;
   std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
   const int error = ::posix_spawnp(&process_, pointers[0], setting.actions(), setting.attributes(),

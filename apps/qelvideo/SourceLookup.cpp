@@ -63,6 +63,7 @@ std::shared_ptr<Capturable> findSource(const std::string& query) {
   if (sources.empty()) throw Failure("cannot look for \"" + query + "\": " + noSourcesText());
 
   std::vector<SourceName> names;
+  names.reserve(sources.size());
   for (const auto& source : sources) names.push_back({source->uniqueID(), source->name()});
   const std::vector<std::size_t> matches = matchingSources(query, names);
   if (matches.empty()) {

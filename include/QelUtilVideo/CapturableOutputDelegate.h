@@ -35,7 +35,7 @@ class QEL_EXPORT CapturableOutputDelegate {
   virtual void capturableDidBeginInterruption(const std::shared_ptr<Capturable>& capturable,
                                               const Dictionary* userInfo) = 0;
   virtual void capturableDidEndInterruption(const std::shared_ptr<Capturable>& capturable) = 0;
-  /// A frame. `timestamp` is in seconds of the media clock. The buffer is borrowed for the call: keep a
+  /// A frame. A display's is 32BGRA and opaque: its fourth byte means nothing. `timestamp` is in seconds of the media clock. The buffer is borrowed for the call: keep a
   /// copy of the reference to keep the picture.
   virtual void capturableDidOutput(const std::shared_ptr<Capturable>& capturable,
                                    const CVPixelBufferRef& pixelBuffer, double timestamp) = 0;

@@ -98,7 +98,7 @@ class QEL_EXPORT CVPixelBuffer : public std::enable_shared_from_this<CVPixelBuff
 /// Wraps bytes of a packed format without copying. `release` is called once, when the buffer is freed;
 /// on failure it is not called and the bytes stay the caller's.
 /// Errors: unknown or planar format (invalid pixel format); a side of 0 or above 65,535 (invalid size);
-/// no bytes, or a row shorter than the width needs (invalid argument).
+/// no bytes, or a row shorter than the width needs or above 2^28 bytes (invalid argument).
 [[nodiscard]] QEL_EXPORT CVReturn CVPixelBufferCreateWithBytes(
     std::size_t width, std::size_t height, OSType format, void* bytes, std::size_t bytesPerRow,
     CVPixelBuffer::ReleaseCallback release, CVPixelBufferRef& buffer);

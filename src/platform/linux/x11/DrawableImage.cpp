@@ -88,7 +88,8 @@ std::shared_ptr<CGImage> makeImageOf(ServerPixels pixels, const X11PixelFormat& 
   if (pixels.bytes->size() < layout.bytesPerRow * layout.height) return nullptr;
 
   if (format.isUsual()) {
-    makeOpaque(pixels.bytes->data(), layout.bytesPerRow / kLargestPixel * layout.height);
+    layout.bitmapInfo =
+        static_cast<std::uint32_t>(CGImageAlphaInfo::noneSkipFirst) | kCGBitmapByteOrder32Little;
   } else if (format.model == CGColorSpaceModel::rgb) {
     layout.bytesPerRow = kLargestPixel * layout.width;
     auto converted = makeHeapBytes(layout.bytesPerRow * layout.height);

@@ -18,8 +18,10 @@ struct DrawableRect {
 };
 
 /// An opaque picture of that part of the drawable, through shared memory where there is some. The bytes
-/// belong to the image alone. A drawable of RGB pixels gives the library's usual layout; an indexed or
-/// grey one gives its own pixels. Null when the server refuses or is gone, or when there is no memory.
+/// belong to the image alone and are touched by nobody on their way where the server's pixels are blue,
+/// green, red and a fourth byte: the image then says that this byte means nothing, for the server leaves
+/// anything in it. Other RGB pixels are converted to the library's usual layout; indexed and grey ones
+/// stay what they are. Null when the server refuses or is gone, or when there is no memory.
 [[nodiscard]] std::shared_ptr<CGImage> copyDrawable(X11Connection& connection, ShmPool& pool,
                                                     xcb_drawable_t drawable, const DrawableRect& rect);
 

@@ -116,18 +116,6 @@ std::optional<X11PixelFormat> X11PixelFormat::of(const X11Connection& connection
   return std::nullopt;
 }
 
-void makeOpaque(std::byte* pixels, std::size_t count) {
-  // Blocks of a fixed length, so that the compiler makes vector instructions of them at any level of
-  // optimisation: four times as fast as pixel by pixel.
-  constexpr std::size_t kBlock = 16;
-  auto* words = reinterpret_cast<std::uint32_t*>(pixels);
-  std::size_t i = 0;
-  for (; i + kBlock <= count; i += kBlock) {
-    for (std::size_t k = 0; k < kBlock; ++k) words[i + k] |= kOpaque;
-  }
-  for (; i < count; ++i) words[i] |= kOpaque;
-}
-
 bool convertToUsual(const X11PixelFormat& format, const std::byte* source, std::size_t width,
                     std::size_t height, std::byte* target) {
   if (format.model != CGColorSpaceModel::rgb) return false;

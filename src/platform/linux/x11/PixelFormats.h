@@ -31,9 +31,6 @@ struct X11PixelFormat {
                                           xcb_visualid_t visual);
 };
 
-/// Sets the fourth byte of each of the pixels to 255.
-void makeOpaque(std::byte* pixels, std::size_t count);
-
 /// Converts RGB pixels of 16 or 32 bits into the library's usual picture, opaque, rows without gaps.
 /// False for other formats.
 [[nodiscard]] bool convertToUsual(const X11PixelFormat& format, const std::byte* source, std::size_t width,
