@@ -14,6 +14,8 @@ set(QELUTILVIDEO_SANITIZE "" CACHE STRING "Sanitizers to build with: address,und
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
                     -Wconversion -Wno-sign-conversion -Werror)
+# Each rounding step counts: a multiplication and an addition fused into one would give other results.
+add_compile_options(-ffp-contract=off)
 if(QELUTILVIDEO_SANITIZE)
   add_compile_options(-fsanitize=${QELUTILVIDEO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QELUTILVIDEO_SANITIZE})

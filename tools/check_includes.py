@@ -35,6 +35,10 @@ RULES = [
      "the shared part of render does not see the backends"),
     (r"^src/render/opengl/", lambda name, quoted: name.startswith("render/metal/"), "backends do not see each other"),
     (r"^src/render/metal/", lambda name, quoted: name.startswith("render/opengl/"), "backends do not see each other"),
+    (r"^src/(log|qelkit)/", lambda name, quoted: re.match(r"(capture|render)/", name),
+     "the log and the companion framework's part see neither capture nor render"),
+    (r"^src/platform/linux/(?!LinuxPlatform\.cpp)[^/]+$", lambda name, quoted: True,
+     "only LinuxPlatform.cpp lies outside the folders of the Linux layer"),
     (r"^src/platform/", lambda name, quoted: re.match(r"(capture|render|log|qelkit)/", name),
      "the platform layer does not see the library above it"),
     (r"^src/platform/",
@@ -48,7 +52,7 @@ RULES = [
     (r"^apps/",
      lambda name, quoted: SYSTEM_LIBRARY.match(name) and not re.match(r"(CLI|nlohmann)/", name),
      "qelvideo stands on the library alone"),
-    (r"^tests/public/", lambda name, quoted: re.match(r"(platform|capture|render|log|qelkit|support)/", name),
+    (r"^tests/public/", lambda name, quoted: re.match(r"(platform|capture|render|log|qelkit)/|support/simulated/", name),
      "these tests see only include/"),
 ]
 

@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <CLI/CLI.hpp>
-#include <cmath>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -37,7 +36,6 @@ struct ViewCommandOptions {
   std::string orientation = "up";
   std::string background;
   bool animates = false;
-  float blurRadius = 0;
   std::string backend = "auto";
 };
 
@@ -51,7 +49,6 @@ ViewOptions viewOptions(const ViewCommandOptions& options) {
   view.orientation = parseOrientation(options.orientation);
   if (!options.background.empty()) view.background = parseColor(options.background);
   view.animates = options.animates;
-  view.blurRadius = options.blurRadius;
   return view;
 }
 
@@ -121,12 +118,6 @@ void view(const Context& context, const ViewCommandOptions& options) {
   }
 }
 
-std::string checkRadius(const std::string& text) {
-  float radius = 0;
-  if (CLI::detail::lexical_cast(text, radius) && std::isfinite(radius) && radius >= 0) return {};
-  return "\"" + text + "\" is no radius; write a number from 0 up";
-}
-
 void addPlacingOptions(CLI::App& command, ViewCommandOptions& options) {
   CLI::Option* fit = command.add_flag("--fit", options.fit, "Show the whole picture (the default)");
   CLI::Option* fill = command.add_flag("--fill", options.fill, "Cover the view with the picture");
@@ -164,7 +155,6 @@ void addViewCommand(CLI::App& app, Action& action) {
   command->add_option("--background", options->background, "Colour around the picture")
       ->type_name("#rrggbb[aa]");
   command->add_flag("--animate", options->animates, "Show a change of orientation as a turn");
-  command->add_option("--blur", options->blurRadius, "Blur the picture")->check(checkRadius)->type_name("R");
   command
       ->add_option("--backend", options->backend,
                    "What draws: opengl; metal, where there is one; or what the library chooses")

@@ -31,10 +31,10 @@ class QEL_EXPORT QelVideoImageBuffer final : public QelUtilVideo::RenderViewData
 
   /// Replaces the frame as a whole. `timestamp` is in seconds and above 0; a frame with the timestamp
   /// of the one before counts as the same frame. A null buffer means "no picture".
-  void setImage(QelUtilVideo::CVPixelBufferRef pixelBuffer, double timestamp,
-                QelUtilVideo::CGImagePropertyOrientation orientation =
-                    QelUtilVideo::CGImagePropertyOrientation::up,
-                std::uint8_t deviceID = 0, std::uint8_t deviceType = 0);
+  void setImage(
+      QelUtilVideo::CVPixelBufferRef pixelBuffer, double timestamp,
+      QelUtilVideo::CGImagePropertyOrientation orientation = QelUtilVideo::CGImagePropertyOrientation::up,
+      std::uint8_t deviceID = 0, std::uint8_t deviceType = 0);
 
   // RenderViewDataSource
   [[nodiscard]] double timestamp() const override;

@@ -13,9 +13,9 @@ class CapturableOutputDelegate;
 /// Something that can be captured: a display, a window or a camera. The managers hand sources out; a
 /// source stays the same object for as long as what it stands for stays listed.
 ///
-/// Properties may be read on any thread. `start` and `stop` may be called on any thread, also from
-/// inside a delegate's method, but not by two threads at once. Dropping the last reference stops the
-/// capture without another event.
+/// Properties may be read, `start` and `stop` called on any thread, by several at once and from inside a
+/// delegate's method too; calls that meet take effect one after the other. Dropping the last reference
+/// stops the capture without another event.
 class QEL_EXPORT Capturable : public virtual NSObject {
  public:
   /// Identifies the source, stable for as long as it exists.

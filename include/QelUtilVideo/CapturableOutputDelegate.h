@@ -15,9 +15,10 @@ class Capturable;
 /// Threads: frames arrive on a serial queue of the capture's own, one after another. The other methods
 /// are called on the thread where the event happens: the one that called `start` or `stop`, or the main
 /// thread for what a capture of a display or window finds out by itself. These events never overtake one
-/// another: when two threads cause events at once, one of them may deliver both. A frame that was being
-/// delivered when another thread stopped the capture may still be in the method's hands afterwards. No
-/// lock is held; every method may call `start` and `stop` or drop the last reference to the source.
+/// another: when two threads cause events at once, one of them may deliver both. No frame comes before the
+/// `capturableDidStartRunning` of its capture or goes to the delegate of the next one. A frame that was
+/// being delivered when another thread stopped the capture may still be in the method's hands afterwards.
+/// No lock is held; every method may call `start` and `stop` or drop the last reference to the source.
 ///
 /// A method that throws is reported to the system log; the capture goes on.
 class QEL_EXPORT CapturableOutputDelegate {
@@ -35,8 +36,10 @@ class QEL_EXPORT CapturableOutputDelegate {
   virtual void capturableDidBeginInterruption(const std::shared_ptr<Capturable>& capturable,
                                               const Dictionary* userInfo) = 0;
   virtual void capturableDidEndInterruption(const std::shared_ptr<Capturable>& capturable) = 0;
-  /// A frame. A display's is 32BGRA and opaque: its fourth byte means nothing. `timestamp` is in seconds of the media clock. The buffer is borrowed for the call: keep a
-  /// copy of the reference to keep the picture.
+  /// A frame. A display's is 32BGRA and opaque: its fourth byte means nothing. `timestamp` is in seconds
+  /// of the media clock. The buffer is borrowed for the call: keep a copy of the reference to keep the
+  /// picture. Frames that come while the method is busy wait, however many, and take memory: hand long
+  /// work to another thread.
   virtual void capturableDidOutput(const std::shared_ptr<Capturable>& capturable,
                                    const CVPixelBufferRef& pixelBuffer, double timestamp) = 0;
 };

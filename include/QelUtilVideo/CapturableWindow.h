@@ -8,7 +8,7 @@
 
 namespace QelUtilVideo {
 
-/// A source that is one application window. Any thread.
+/// A source that is one application window. Any thread. This version lists none.
 class QEL_EXPORT CapturableWindow : public virtual Capturable {
  public:
   /// The process that owns the window; 0 when nobody knows.

@@ -4,8 +4,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace QelUtilVideo {
 
@@ -20,11 +22,23 @@ struct Logger {
   using Sink = std::function<void(const std::string& message, const char* file, std::uint64_t line)>;
 
   Logger(Sink info, Sink warning, Sink error)
-      : logInfo(std::move(info)), logWarning(std::move(warning)), logError(std::move(error)) {}
+      : logInfo(shareable(std::move(info))),
+        logWarning(shareable(std::move(warning))),
+        logError(shareable(std::move(error))) {}
 
   Sink logInfo;
   Sink logWarning;
   Sink logError;
+
+ private:
+  /// A sink whose copies all call the one given; an empty one stays empty.
+  static Sink shareable(Sink sink) {
+    if (!sink) return sink;
+    return [shared = std::make_shared<const Sink>(std::move(sink))](const std::string& message,
+                                                                    const char* file, std::uint64_t line) {
+      (*shared)(message, file, line);
+    };
+  }
 };
 
 /// Installs the sinks, replacing the ones before (the default ones included); absent removes them.

@@ -40,14 +40,17 @@ class QEL_EXPORT RenderView final : public NSView {
   void setDelegate(const std::shared_ptr<RenderViewDelegate>& delegate);
 
   /// Where frames come from; null shows the background. `imageBuffer` is the same slot seen as the
-  /// host's frame container: null when the source is something else.
+  /// host's frame container: null when the source is something else. Setting it on another thread logs
+  /// an error line, and still sets it. While the frame cannot be shown (another kind of device, no
+  /// picture, other planes) and its timestamp is not 0, the source is asked, and the background drawn,
+  /// at every refresh.
   [[nodiscard]] std::shared_ptr<RenderViewDataSource> dataSource() const;
   void setDataSource(std::shared_ptr<RenderViewDataSource> source);
   [[nodiscard]] std::shared_ptr<QelKit::QelVideoImageBuffer> imageBuffer() const;
   void setImageBuffer(std::shared_ptr<QelKit::QelVideoImageBuffer> buffer);
 
   /// Only frames of this kind of device are shown; absent: all. `deviceTypeObjC` is the same setting as
-  /// a case: a kind other than 0 and 1 reads as `unspecified`.
+  /// a case: a kind other than 0 and 1 reads as `unspecified`, and any other value set counts as that.
   [[nodiscard]] std::optional<std::uint8_t> deviceType() const;
   void setDeviceType(std::optional<std::uint8_t> type);
   [[nodiscard]] DeviceType deviceTypeObjC() const;

@@ -1,5 +1,7 @@
 #include "capture/EventSequencer.h"
 
+#include "platform/HostCall.h"
+
 namespace QelUtilVideo {
 
 void EventSequencer::enqueue(Event event) {
@@ -28,7 +30,7 @@ void EventSequencer::deliver() {
       return event;
     });
   };
-  while (const Event event = next()) event();
+  while (const Event event = next()) callHost("An event of a capture", event);
 }
 
 }  // namespace QelUtilVideo

@@ -24,7 +24,7 @@ class EventSequencer {
   void enqueue(Event event);
   /// Runs what is waiting, in order, on this thread and without a lock, unless another thread is doing
   /// so: then that thread runs it. Called from inside an event, it runs what is waiting before it
-  /// returns. Events must not throw.
+  /// returns. An event that throws is reported to the system log; the next one follows.
   void deliver();
 
  private:

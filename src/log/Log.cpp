@@ -4,6 +4,7 @@
 #include "log/LogIDs.h"
 #include "platform/Root.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -11,11 +12,10 @@
 namespace QelUtilVideo {
 
 void log(LogLevel level, const std::string& message, std::source_location where) {
-  Root& root = Root::current();
   try {
-    root.get<LogFacility>().write(level, message, where);
+    Root::current().get<LogFacility>().write(level, message, where);
   } catch (...) {
-    platformTrouble(root.platform(), "A line could not be logged");
+    // No memory, not even to report it: the caller must not suffer from that.
   }
 }
 

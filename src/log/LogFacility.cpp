@@ -53,8 +53,8 @@ LogFacility::~LogFacility() = default;
 
 void LogFacility::write(LogLevel level, const std::string& message, const std::source_location& where) {
   writeRevisionFirst();
-  writeToSystemLog(level, message, where.line());
-  writeToSink(level, message, where);
+  attempt("The system log", [&] { writeToSystemLog(level, message, where.line()); });
+  attempt("A log sink", [&] { writeToSink(level, message, where); });
 }
 
 void LogFacility::install(std::shared_ptr<const Logger> logger) {
@@ -72,11 +72,8 @@ void LogFacility::writeRevisionFirst() {
     return;
   }
   revisionWriter_ = std::this_thread::get_id();
-  try {
-    write(LogLevel::info, "module revision " + version(), std::source_location::current());
-  } catch (...) {
-    platformTrouble(platform_, "The revision could not be logged");
-  }
+  attempt("The line with the revision",
+          [this] { write(LogLevel::info, "module revision " + version(), std::source_location::current()); });
   revision_.store(Revision::written, std::memory_order_release);
   revision_.notify_all();
 }
@@ -92,9 +89,11 @@ void LogFacility::writeToSink(LogLevel level, const std::string& message, const 
   const std::shared_ptr<const Logger> logger = installedLogger();
   if (!logger) return;
   const Logger::Sink& sink = sinkFor(*logger, level);
-  if (!sink) return;
-  callSafely([this](const std::string& text) { platformTrouble(platform_, text); }, "A log sink",
-             [&] { sink("[QelUtilVideo] " + message, where.file_name(), where.line()); });
+  if (sink) sink("[QelUtilVideo] " + message, where.file_name(), where.line());
+}
+
+void LogFacility::attempt(const char* what, const std::function<void()>& step) {
+  callSafely([this](const std::string& text) { platformTrouble(platform_, text); }, what, step);
 }
 
 std::shared_ptr<const Logger> LogFacility::installedLogger() {

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <source_location>
@@ -37,6 +38,8 @@ class LogFacility {
   void writeRevisionFirst();
   void writeToSystemLog(LogLevel level, const std::string& message, std::uint64_t line);
   void writeToSink(LogLevel level, const std::string& message, const std::source_location& where);
+  /// Runs one step of a line; what it throws is reported and does not keep the other steps from running.
+  void attempt(const char* what, const std::function<void()>& step);
 
   [[nodiscard]] std::shared_ptr<const Logger> installedLogger();
   void installDefaultOnce();

@@ -24,7 +24,10 @@ class CALayer : public std::enable_shared_from_this<CALayer> {
   /// The view's size or backing scale changed.
   virtual void boundsChanged() = 0;
   virtual void setNeedsDisplay() = 0;
-  /// The last picture presented, in pixels, first row at the top; null before the first.
+  /// The view gives the layer up for good: what it draws with goes. The layer still backs the view.
+  virtual void willLeaveView() = 0;
+  /// The last picture presented, in pixels, first row at the top; null before the first. Its layout says
+  /// whether colours are multiplied by alpha.
   [[nodiscard]] virtual CGImageRef contents() = 0;
 
  protected:

@@ -26,8 +26,9 @@ class DispatchQueue {
 };
 
 /// Fires repeatedly on a queue. Firings that were missed because the queue was busy, or got no time,
-/// become one. Any thread; never calls the handler after `cancel` has returned on the queue's own
-/// thread.
+/// become one. After `cancel` has returned nothing fires any more; but a firing that was already waiting
+/// for its turn on the queue still calls the handler, once, so the handler must hold its object weakly.
+/// Any thread.
 class DispatchTimerSource {
  public:
   virtual ~DispatchTimerSource() = default;  ///< cancels

@@ -16,17 +16,6 @@ namespace {
 
 constexpr std::uint32_t everyDisplay = 0xFFFFFFFF;
 
-class ContextLock {
- public:
-  explicit ContextLock(CGLContextObj context) : context_(context) { CGLLockContext(context_); }
-  ContextLock(const ContextLock&) = delete;
-  ContextLock& operator=(const ContextLock&) = delete;
-  ~ContextLock() { CGLUnlockContext(context_); }
-
- private:
-  CGLContextObj context_;
-};
-
 CGSize surfaceSize(const NSView& view) {
   const CGSize size = view.convertSizeToBacking(view.bounds().size);
   return {std::round(size.width), std::round(size.height)};
@@ -73,22 +62,17 @@ void NSOpenGLLayer::refresh(double displayTime) {
   const auto view = this->view();
   const auto context = openGLContext();
   if (!view || !context) return;
-  const CGLContextObj lockable = context->cglContextObj();
-  if (!lockable) return;
-
-  context->setSurfaceSize(surfaceSize(*view));
-  const ContextLock lock(lockable);
-  callHost("drawRect", [&] {
-    if (canDrawInOpenGLContext(*context, displayTime)) view->drawRect(view->bounds());
-  });
+  if (const CGLContextObj lockable = context->cglContextObj()) {
+    const ContextLock lock(lockable);
+    // While this thread waited, the layer may have got another one.
+    if (openGLContext() == context) draw(*view, *context, displayTime);
+  }
+  if (!context->cglContextObj()) replaceLostContext();
 }
 
 void NSOpenGLLayer::setVisible(bool visible) {
   visible_ = visible;
-  if (visible_ && !openGLContext()) {
-    const NSOpenGLPixelFormat format = openGLPixelFormatForDisplayMask(everyDisplay);
-    if (auto context = openGLContextForPixelFormat(format)) setOpenGLContext(std::move(context));
-  }
+  if (visible_) provideContext();
   updateDriver();
   setNeedsDisplay();
 }
@@ -107,9 +91,38 @@ void NSOpenGLLayer::setNeedsDisplay() {
   });
 }
 
+void NSOpenGLLayer::willLeaveView() { setOpenGLContext(nullptr); }
+
 CGImageRef NSOpenGLLayer::contents() {
   const auto context = openGLContext();
   return context ? context->copyPresentedImage() : nullptr;
+}
+
+void NSOpenGLLayer::draw(NSView& view, NSOpenGLContext& context, double displayTime) {
+  context.setSurfaceSize(surfaceSize(view));
+  callHost("drawRect", [&] {
+    if (!canDrawInOpenGLContext(context, displayTime)) return;
+    view.drawRect(view.bounds());
+    if (context.cglContextObj()) replacesContext_ = false;
+  });
+}
+
+void NSOpenGLLayer::provideContext() {
+  const auto present = openGLContext();
+  if (present && present->cglContextObj()) return;
+  const NSOpenGLPixelFormat format = openGLPixelFormatForDisplayMask(everyDisplay);
+  if (auto context = openGLContextForPixelFormat(format)) setOpenGLContext(std::move(context));
+}
+
+void NSOpenGLLayer::replaceLostContext() {
+  if (replacesContext_.exchange(true)) return;
+  Root::current().platform().dispatch().mainQueue()->async([weak = weak_from_this()] {
+    const auto layer = std::static_pointer_cast<NSOpenGLLayer>(weak.lock());
+    // One that was taken away meanwhile is not missed.
+    if (!layer || !layer->visible_ || !layer->openGLContext()) return;
+    layer->provideContext();
+    layer->setNeedsDisplay();
+  });
 }
 
 void NSOpenGLLayer::updateDriver() {

@@ -3,6 +3,7 @@
 #include "platform/CALayer.h"
 #include "platform/OpenGL.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -12,8 +13,10 @@ namespace QelUtilVideo {
 /// A layer that OpenGL draws. Asynchronously: while its view is visible, a driver asks it once per
 /// refresh whether to draw, on a drawing thread, with the context locked, and after a yes lets the view
 /// draw. Otherwise it is asked on the main thread, after it was marked. The context is made when the
-/// layer becomes visible and has none, and kept until the layer goes. Main thread, except where said;
-/// the last reference may be dropped on any thread, the drawing thread included.
+/// layer becomes visible and has none, and kept until the layer goes or its view gives it up. One that
+/// is lost is replaced, but a replacement that is lost before it was drawn in only when the layer becomes
+/// visible again. Main thread, except where said; the last reference may be dropped on any thread, the
+/// drawing thread included.
 class NSOpenGLLayer : public CALayer {
  public:
   explicit NSOpenGLLayer(OpenGL& openGL);
@@ -42,9 +45,14 @@ class NSOpenGLLayer : public CALayer {
   void setVisible(bool visible) override;
   void boundsChanged() override;
   void setNeedsDisplay() override;
+  void willLeaveView() override;
   [[nodiscard]] CGImageRef contents() override;
 
  private:
+  void draw(NSView& view, NSOpenGLContext& context, double displayTime);
+  /// Makes a context unless there is one that is not lost.
+  void provideContext();
+  void replaceLostContext();
   void updateDriver();
 
   OpenGL& openGL_;
@@ -52,6 +60,7 @@ class NSOpenGLLayer : public CALayer {
   bool asynchronous_ = false;
   bool visible_ = false;
   std::unique_ptr<OpenGLLayerDriver> driver_;
+  std::atomic<bool> replacesContext_ = false;  ///< since a loss, until something was drawn again
   mutable std::mutex mutex_;
   std::shared_ptr<NSOpenGLContext> context_;
 };

@@ -265,7 +265,10 @@ void NSView::setWantsLayer(bool wants) {
     old->setVisible(false);
   }
   if (made) made->setView(self());
-  if (old) old->setView({});
+  if (old) {
+    old->willLeaveView();
+    old->setView({});
+  }
   withShared([&](Shared& shared) { std::swap(shared.layer, made); });
   updateLayerVisibility();
 }
@@ -293,11 +296,13 @@ void NSView::viewDidChangeBackingProperties() {}
 bool NSView::initWithCoder(NSCoder& coder) {
   std::optional<CGRect> decoded;
   bool hidden = false;
+  bool threw = true;
   callHost("NSCoder", [&] {
     decoded = coder.decodeRect("NSFrame");
     hidden = coder.decodeBool("NSHidden");
+    threw = false;
   });
-  if (!decoded) return false;
+  if (threw || !decoded) return false;
   setFrame(*decoded);
   hidden_ = hidden;
   return true;

@@ -110,8 +110,10 @@ void NSWindow::setContentView(std::shared_ptr<NSView> view) {
   if (view && view == contentView_) return;
   if (!view) view = std::make_shared<NSView>(CGRectZero);
   view->detach();
+  if (view->superview() || view->window()) return;  // a hook has found it another place
   const auto old = std::exchange(contentView_, view);
   if (old) old->moveToWindow(nullptr);
+  if (contentView_ != view) return;  // a hook has put another view here
   view->setFrame({{0, 0}, size_});
   view->moveToWindow(std::dynamic_pointer_cast<NSWindow>(shared_from_this()));
 }

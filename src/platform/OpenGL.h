@@ -1,7 +1,7 @@
 #pragma once
 
-#include <QelUtilVideo/platform/CGImage.h>
 #include <QelUtilVideo/platform/CGGeometry.h>
+#include <QelUtilVideo/platform/CGImage.h>
 
 #include <cstdint>
 #include <functional>
@@ -43,6 +43,18 @@ using CGLContextObj = CGLContext*;
 inline void CGLLockContext(CGLContextObj context) { context->lock(); }
 inline void CGLUnlockContext(CGLContextObj context) { context->unlock(); }
 
+/// Holds a context's lock while it lives.
+class ContextLock {
+ public:
+  explicit ContextLock(CGLContextObj context) : context_(context) { CGLLockContext(context_); }
+  ContextLock(const ContextLock&) = delete;
+  ContextLock& operator=(const ContextLock&) = delete;
+  ~ContextLock() { CGLUnlockContext(context_); }
+
+ private:
+  CGLContextObj context_;
+};
+
 /// A core-profile 3.2 context with its drawing surface: 8-bit RGBA, double-buffered.
 class NSOpenGLContext {
  public:
@@ -50,8 +62,8 @@ class NSOpenGLContext {
   /// Null when the context is lost.
   [[nodiscard]] virtual CGLContextObj cglContextObj() = 0;
   /// Under the lock: makes the context current on this thread with its surface, at the size last set,
-  /// as the draw framebuffer.
-  virtual void makeCurrentContext() = 0;
+  /// as the draw framebuffer. False: it is not current; a context that is not lost may be so later.
+  virtual bool makeCurrentContext() = 0;
   /// Under the lock: presents what was drawn.
   virtual void flushBuffer() = 0;
   virtual void setValues(std::int32_t value, std::int32_t parameter) = 0;
@@ -59,7 +71,8 @@ class NSOpenGLContext {
 
   /// The size in pixels that the surface takes when the context is next made current. Any thread.
   virtual void setSurfaceSize(CGSize pixels) = 0;
-  /// Takes the lock and reads back what was presented last; null before the first presentation.
+  /// Takes the lock and reads back what was presented last, whatever the thread has current; null before
+  /// the first presentation. Colours are as they were drawn, which is not multiplied by alpha.
   [[nodiscard]] virtual CGImageRef copyPresentedImage() = 0;
 };
 

@@ -29,7 +29,8 @@ class Root {
   [[nodiscard]] Platform& platform() { return *platform_; }
 
   /// The root's one `T`, made as `T(Root&)` by the first call that needs it. The constructor may ask
-  /// for objects of other classes.
+  /// for objects of other classes; asking for the one that it makes, be it through a log sink, waits for
+  /// ever.
   template <class T>
   [[nodiscard]] T& get() {
     Slot& slot = slotFor(typeid(T));

@@ -26,7 +26,7 @@ class Firing : public std::enable_shared_from_this<Firing> {
     std::shared_ptr<const Handler> released;
     state_.with([&](State& state) {
       state.cancelled = true;
-      std::swap(state.handler, released);
+      if (!state.waiting) std::swap(state.handler, released);
     });
   }
   void fire() {
@@ -40,15 +40,15 @@ class Firing : public std::enable_shared_from_this<Firing> {
  private:
   struct State {
     bool cancelled = false;
-    bool waiting = false;  ///< a firing waits for its turn on the queue
-    std::shared_ptr<const Handler> handler;
+    bool waiting = false;                    ///< a firing waits for its turn on the queue
+    std::shared_ptr<const Handler> handler;  ///< outlives `cancel` for as long as a firing waits
   };
 
   void run() {
     std::shared_ptr<const Handler> handler;
     state_.with([&](State& state) {
       state.waiting = false;
-      handler = state.handler;
+      handler = state.cancelled ? std::move(state.handler) : state.handler;
     });
     if (handler && *handler) (*handler)();
   }

@@ -2,10 +2,13 @@
 
 #include <QelUtilVideo/Capturable.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 
 #include <memory>
 #include <vector>
 
+#include "ByteOutput.h"
 #include "Failure.h"
 #include "HostLoop.h"
 #include "Recorder.h"
@@ -33,6 +36,12 @@ std::shared_ptr<FilmRecorder> film(const std::string& path) {
   return std::make_shared<FilmRecorder>(ByteOutput::open(path, cancellation), cancellation);
 }
 
+std::vector<std::byte> bytes(std::size_t count, char value) {
+  return std::vector<std::byte>(count, static_cast<std::byte>(value));
+}
+
+std::shared_ptr<Cancellation> uncancelled() { return std::make_shared<Cancellation>(); }
+
 constexpr std::size_t headerSize = sizeof("YUV4MPEG2 W3 H5 F10:1 Ip A1:1 C420jpeg XCOLORRANGE=LIMITED");
 constexpr std::size_t frameSize = 6 + 15 + 2 * 6;
 
@@ -50,18 +59,6 @@ TEST(FilmRecorder, fillsGapsAndLastsToTheEnd) {
   EXPECT_EQ(summary.repeated, 3U);
   EXPECT_EQ(summary.bytes, headerSize + 6 * frameSize);
   EXPECT_EQ(folder.read("film.y4m").size(), summary.bytes);
-}
-
-TEST(FilmRecorder, withoutFramesLeavesNoFile) {
-  const TemporaryFolder folder;
-  HostLoop loop;
-  {
-    const FilmRecorder::Summary summary = film(folder.file("film.y4m"))->finish(loop, 0);
-    EXPECT_FALSE(summary.failure);
-  }
-  EXPECT_TRUE(folder.empty());
-  film(folder.file("abandoned.y4m")).reset();
-  EXPECT_TRUE(folder.empty());
 }
 
 TEST(Recorder, aSourceThatChangesItsSizeEndsTheFilmWithAReason) {
@@ -82,17 +79,31 @@ TEST(Recorder, aSourceThatChangesItsSizeEndsTheFilmWithAReason) {
   EXPECT_EQ(consumer->finish(loop, 1).bytes, headerSize + frameSize);
 }
 
-TEST(Recorder, endsByItsLimits) {
-  Terminal terminal;
-  Recorder byFrames(terminal, {.frames = 2, .seconds = {}}, nullptr);
-  Recorder bySeconds(terminal, {.frames = {}, .seconds = 0.3}, nullptr);
-  for (int i = 0; i < 5; ++i) {
-    byFrames.capturableDidOutput(nullptr, picture(3, 5), 1 + 0.1 * i);
-    bySeconds.capturableDidOutput(nullptr, picture(3, 5), 1 + 0.1 * i - (i == 3 ? 0.001 : 0));
+TEST(ByteOutput, keepsAnOldFileUntilTheFirstPieceAndRemovesANewEmptyOne) {
+  const TemporaryFolder folder;
+  const std::string old = folder.write("old", "precious and long");
+  static_cast<void>(ByteOutput::open(old, uncancelled()));
+  EXPECT_EQ(folder.read("old"), "precious and long");
+  {
+    ByteOutput output = ByteOutput::open(old, uncancelled());
+    EXPECT_EQ(output.write(bytes(3, 'x')), ByteOutput::Outcome::written);
   }
-  EXPECT_EQ(byFrames.finish().frames, 2U);
-  const Recording timed = bySeconds.finish();
-  EXPECT_EQ(timed.frames, 3U);
-  EXPECT_DOUBLE_EQ(timed.lastTime, 1.2);
-  EXPECT_FALSE(timed.failure);
+  EXPECT_EQ(folder.read("old"), "xxx");
+  std::remove(old.c_str());
+  static_cast<void>(ByteOutput::open(folder.file("new"), uncancelled()));
+  EXPECT_TRUE(folder.empty());
+}
+
+TEST(ByteOutput, aFullDiskLeavesOnlyWholePieces) {
+  const TemporaryFolder folder;
+  ::signal(SIGXFSZ, SIG_IGN);
+  rlimit unlimited{};
+  ::getrlimit(RLIMIT_FSIZE, &unlimited);
+  ByteOutput output = ByteOutput::open(folder.file("film"), uncancelled());
+  const rlimit limit{.rlim_cur = 1500, .rlim_max = unlimited.rlim_max};
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+  EXPECT_EQ(output.write(bytes(1000, 'a')), ByteOutput::Outcome::written);
+  EXPECT_THROW(static_cast<void>(output.write(bytes(1000, 'b'))), Failure);
+  ::setrlimit(RLIMIT_FSIZE, &unlimited);
+  EXPECT_EQ(folder.read("film"), std::string(1000, 'a'));
 }

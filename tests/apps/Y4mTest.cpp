@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,25 +15,18 @@ using namespace qelvideo;
 
 namespace {
 
-/// What went wrong, or nothing.
-template <class Action>
-std::string failureOf(Action&& action) {
-  try {
-    action();
-  } catch (const Failure& failure) {
-    return failure.what();
-  }
-  return {};
-}
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+auto failsWith(const std::string& text) { return testing::ThrowsMessage<Failure>(testing::HasSubstr(text)); }
 
 std::unique_ptr<Y4mReader> open(const std::string& path) {
   return std::make_unique<Y4mReader>(ByteInput::open(path, std::make_shared<Cancellation>()));
 }
 
 /// Bytes that count up, so that every sample of a small frame is another.
-std::string counting(std::size_t count, int first = 16) {
+std::string counting(std::size_t count) {
   std::string bytes(count, '\0');
-  for (std::size_t i = 0; i < count; ++i) bytes[i] = static_cast<char>(first + static_cast<int>(i) % 200);
+  for (std::size_t i = 0; i < count; ++i) bytes[i] = static_cast<char>(16 + i % 200);
   return bytes;
 }
 
@@ -50,6 +44,8 @@ TEST(Y4mHeader, readsSizeRateAndRangeAndIgnoresWhatDoesNotMatter) {
   EXPECT_DOUBLE_EQ(header.frameDuration(), 1001.0 / 30000);
   EXPECT_TRUE(header.fullRange);
   EXPECT_EQ(header.frameSize(), 15U + 2 * 6);
+  const std::string written = header.text();
+  EXPECT_EQ(Y4mHeader::parse(written.substr(0, written.size() - 1)), header);
 
   const Y4mHeader plain = Y4mHeader::parse("YUV4MPEG2 H16384 W1 F0:0");
   EXPECT_EQ(plain.width, 1U);
@@ -58,41 +54,27 @@ TEST(Y4mHeader, readsSizeRateAndRangeAndIgnoresWhatDoesNotMatter) {
   EXPECT_FALSE(plain.fullRange);
 }
 
-TEST(Y4mHeader, whatItWritesItReads) {
-  Y4mHeader header;
-  header.width = 641;
-  header.height = 3;
-  header.rateNumerator = 10;
-  header.fullRange = true;
-  std::string line = header.text();
-  ASSERT_EQ(line.back(), '\n');
-  line.pop_back();
-  EXPECT_EQ(Y4mHeader::parse(line), header);
-}
-
 TEST(Y4mHeader, refusesWithAReasonThatNamesTheFault) {
-  const std::vector<std::pair<std::string, std::string>> cases{
-      {"", "YUV4MPEG2"},
-      {"RIFF....AVI", "YUV4MPEG2"},
-      {"YUV4MPEG22 W2 H2", "YUV4MPEG2"},
-      {"YUV4MPEG2", "width"},
-      {"YUV4MPEG2 W2", "height"},
-      {"YUV4MPEG2 W0 H2", "W0"},
-      {"YUV4MPEG2 W-4 H2", "W-4"},
-      {"YUV4MPEG2 W2 H16385", "H16385"},
-      {"YUV4MPEG2 W99999999999999999999 H2", "W999"},
-      {"YUV4MPEG2 W2x H2", "W2x"},
-      {"YUV4MPEG2 W2 H2 F", "\"F\""},
-      {"YUV4MPEG2 W2 H2 F25", "F25"},
-      {"YUV4MPEG2 W2 H2 F25:0", "F25:0"},
-      {"YUV4MPEG2 W2 H2 F-25:1", "F-25:1"},
-      {"YUV4MPEG2 W2 H2 C444", "C444"},
-      {"YUV4MPEG2 W2 H2 C420p10", "ffmpeg"},
-      {"YUV4MPEG2 W2 H2 Q7", "Q7"},
-  };
-  for (const auto& [line, reason] : cases) {
-    const std::string failure = failureOf([&, &text = line] { static_cast<void>(Y4mHeader::parse(text)); });
-    EXPECT_NE(failure.find(reason), std::string::npos) << line << " -> " << failure;
+  const Pairs cases{{"", "YUV4MPEG2"},
+                    {"RIFF....AVI", "YUV4MPEG2"},
+                    {"YUV4MPEG22 W2 H2", "YUV4MPEG2"},
+                    {"YUV4MPEG2", "width"},
+                    {"YUV4MPEG2 W2", "height"},
+                    {"YUV4MPEG2 W0 H2", "W0"},
+                    {"YUV4MPEG2 W-4 H2", "W-4"},
+                    {"YUV4MPEG2 W2 H16385", "H16385"},
+                    {"YUV4MPEG2 W99999999999999999999 H2", "W999"},
+                    {"YUV4MPEG2 W2x H2", "W2x"},
+                    {"YUV4MPEG2 W2 H2 F", "\"F\""},
+                    {"YUV4MPEG2 W2 H2 F25", "F25"},
+                    {"YUV4MPEG2 W2 H2 F25:0", "F25:0"},
+                    {"YUV4MPEG2 W2 H2 F-25:1", "F-25:1"},
+                    {"YUV4MPEG2 W2 H2 C444", "C444"},
+                    {"YUV4MPEG2 W2 H2 C420p10", "ffmpeg"},
+                    {"YUV4MPEG2 W2 H2 Q7", "Q7"}};
+  for (const auto& refused : cases) {
+    EXPECT_THAT([&] { static_cast<void>(Y4mHeader::parse(refused.first)); }, failsWith(refused.second))
+        << refused.first;
   }
 }
 
@@ -118,9 +100,8 @@ TEST(Y4mReader, putsEverySampleOfAnOddSizeInItsPlace) {
 
 TEST(Y4mReader, bringsFullRangeToVideoRange) {
   const TemporaryFolder folder;
-  const auto film = open(folder.write(
-      "full.y4m", "YUV4MPEG2 W2 H1 XCOLORRANGE=FULL\nFRAME\n" + std::string("\x00\xff\x80\x80", 4)));
-  const CVPixelBufferRef picture = film->next();
+  const std::string film = "YUV4MPEG2 W2 H1 XCOLORRANGE=FULL\nFRAME\n" + std::string("\x00\xff\x80\x80", 4);
+  const CVPixelBufferRef picture = open(folder.write("full.y4m", film))->next();
   ASSERT_TRUE(picture);
   EXPECT_EQ(picture->format(), kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange);
   EXPECT_EQ(sample(picture->planes()[0], 0, 0), 16);
@@ -131,7 +112,7 @@ TEST(Y4mReader, givesTheGoodFramesBeforeItFails) {
   const TemporaryFolder folder;
   const std::string header = "YUV4MPEG2 W2 H2\n";
   const std::string frame = "FRAME\n" + counting(6);
-  const std::vector<std::pair<std::string, std::string>> tails{
+  const Pairs tails{
       {"FRAME\nabc", "cut short: 3 of 6"},
       {"FRAM", "FRAME"},
       {"FRAME", "cut short"},
@@ -143,23 +124,16 @@ TEST(Y4mReader, givesTheGoodFramesBeforeItFails) {
     const auto film = open(folder.write("cut.y4m", header + frame + frame + tail));
     EXPECT_TRUE(film->next());
     EXPECT_TRUE(film->next());
-    const std::string failure = failureOf([&] { static_cast<void>(film->next()); });
-    EXPECT_NE(failure.find("frame 3 of"), std::string::npos) << failure;
-    EXPECT_NE(failure.find(reason), std::string::npos) << tail << " -> " << failure;
+    EXPECT_THAT([&] { static_cast<void>(film->next()); },
+                testing::ThrowsMessage<Failure>(testing::ContainsRegex("frame 3 of.*" + reason)));
   }
 }
 
 TEST(Y4mReader, namesAFileThatIsNoFilm) {
   const TemporaryFolder folder;
-  const std::vector<std::string> contents{
-      "", "YUV4MPEG2 W2 H2", "YUV4MPEG2 W2 H2 X" + std::string(5000, 'x') + "\n", "\xff\xd8\xff binary \x01"};
-  for (const std::string& content : contents) {
-    const std::string path = folder.write("bad.y4m", content);
-    const std::string failure = failureOf([&] { open(path); });
-    EXPECT_NE(failure.find(path), std::string::npos) << failure;
-  }
-  EXPECT_NE(failureOf([&] { open(folder.file("absent.y4m")); }).find("No such file"), std::string::npos);
-  EXPECT_NE(failureOf([&] { open(folder.file("")); }).find("directory"), std::string::npos);
+  const std::string path = folder.write("bad.y4m", "YUV4MPEG2 W2 H2 X" + std::string(5000, 'x') + "\n");
+  EXPECT_THAT([&] { open(path); }, failsWith(path));
+  EXPECT_THAT([&] { open(folder.file("")); }, failsWith("directory"));
 }
 
 TEST(Y4mWriter, writesWhatTheReaderReadAtOddSizesAndWithPaddedRows) {
@@ -180,20 +154,4 @@ TEST(Y4mWriter, writesWhatTheReaderReadAtOddSizesAndWithPaddedRows) {
     output.close();
     EXPECT_EQ(folder.read("out.y4m"), film) << width << "x" << height;
   }
-}
-
-TEST(Y4mWriter, refusesFramesOfAnotherSizeOrKind) {
-  const TemporaryFolder folder;
-  ByteOutput output = ByteOutput::open(folder.file("out.y4m"), std::make_shared<Cancellation>());
-  Y4mHeader header;
-  header.width = 4;
-  header.height = 4;
-  Y4mWriter writer(output, header);
-  for (const auto& [width, format] : std::vector<std::pair<std::size_t, OSType>>{
-           {6, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange}, {4, kCVPixelFormatType_32BGRA}}) {
-    CVPixelBufferRef frame;
-    ASSERT_EQ(CVPixelBufferCreate(width, 4, format, frame), kCVReturnSuccess);
-    EXPECT_NE(failureOf([&] { static_cast<void>(writer.write(*frame)); }), "");
-  }
-  EXPECT_EQ(output.bytesWritten(), 0U);
 }

@@ -14,18 +14,14 @@ using testing::ElementsAre;
 
 class Thing : public virtual NSObject {};
 
-TEST(DictionaryTest, keepsTheOrderOfItsKeysAndDescribesItsValues) {
+TEST(DictionaryTest, keepsTheOrderOfItsKeysAndIsDescribedAsObjectsAre) {
   Dictionary dictionary{{"b", 1}, {"a", true}};
   dictionary.set("b", 2.5);
   dictionary.set("c", Array{std::string("x"), CGRectMake(0, 1, 2, 3), Value()});
   EXPECT_EQ(Value(dictionary).description(), "[b: 2.5, a: true, c: [x, {{0, 1}, {2, 3}}, (null)]]");
   EXPECT_EQ(dictionary.get<std::int32_t>("b"), nullptr);
   EXPECT_EQ(dictionary.find("d"), nullptr);
-}
-
-TEST(NSObjectTest, describesItselfByClassAndAddress) {
-  const auto thing = std::make_shared<Thing>();
-  EXPECT_THAT(thing->description(), testing::MatchesRegex("<.*Thing: 0x[0-9a-f]+>"));
+  EXPECT_THAT(std::make_shared<Thing>()->description(), testing::MatchesRegex("<.*Thing: 0x[0-9a-f]+>"));
 }
 
 TEST(NotificationCenterTest, deliversByNameAndObjectInTheOrderOfRegistration) {
@@ -84,45 +80,6 @@ TEST(RootTest, keepsOneObjectPerClassAndLetsTheNewestGoFirst) {
     EXPECT_EQ(&outer.inner, &root.get<Inner>());
   }
   EXPECT_THAT(Inner::made, ElementsAre("inner", "outer", "~outer", "~inner"));
-}
-
-TEST(SimulatedDispatchTest, timersFireAtTheirExactTimesAndMissedFiringsBecomeOne) {
-  ScopedMachine machine;
-  std::vector<double> times;
-  const auto timer = machine->dispatch().makeTimerSource(machine->dispatch().mainQueue());
-  timer->setEventHandler([&] { times.push_back(machine->clock().CACurrentMediaTime()); });
-  timer->schedule(0.1, 0);
-  timer->resume();
-  machine->runMain();
-  machine->advance(0.25);
-  EXPECT_THAT(times, ElementsAre(100.0, 100.1, 100.2));
-
-  machine->dispatch().setMainQueueServed(false);
-  machine->advance(1000);
-  EXPECT_EQ(machine->dispatch().pendingOnMain(), 1U);
-  machine->dispatch().setMainQueueServed(true);
-  machine->settle();
-  EXPECT_EQ(times.size(), 4U);
-  timer->cancel();
-  machine->advance(1);
-  EXPECT_EQ(times.size(), 4U);
-}
-
-TEST(SimulatedDispatchTest, additionsMergeUntilTheHandlerHasItsTurn) {
-  ScopedMachine machine;
-  std::vector<std::uint64_t> sums;
-  const auto source = machine->dispatch().makeDataAddSource(machine->dispatch().mainQueue());
-  source->setEventHandler([&](std::uint64_t sum) { sums.push_back(sum); });
-  source->add(1);
-  machine->settle();
-  source->resume();
-  source->add(2);
-  source->add(0);
-  machine->settle();
-  source->add(5);
-  source->cancel();
-  machine->settle();
-  EXPECT_THAT(sums, ElementsAre(3U));
 }
 
 }  // namespace

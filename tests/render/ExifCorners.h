@@ -22,33 +22,22 @@ struct PicturePoint {
   double y;
 };
 
+inline bool swapsSides(CGImagePropertyOrientation orientation) {
+  return static_cast<std::uint32_t>(orientation) >= 5;
+}
+
 /// Which point of the stored picture is seen at a point of the picture shown upright. Read off the EXIF
 /// definition (which side of the scene the first stored row and column are), not off the library.
 inline PicturePoint storedPoint(CGImagePropertyOrientation orientation, PicturePoint shown) {
-  const auto [x, y] = shown;
-  switch (orientation) {
-    case CGImagePropertyOrientation::up:  // row 0 top, column 0 left
-      return {x, y};
-    case CGImagePropertyOrientation::upMirrored:  // top, right
-      return {1 - x, y};
-    case CGImagePropertyOrientation::down:  // bottom, right
-      return {1 - x, 1 - y};
-    case CGImagePropertyOrientation::downMirrored:  // bottom, left
-      return {x, 1 - y};
-    case CGImagePropertyOrientation::leftMirrored:  // left, top
-      return {y, x};
-    case CGImagePropertyOrientation::right:  // right, top
-      return {y, 1 - x};
-    case CGImagePropertyOrientation::rightMirrored:  // right, bottom
-      return {1 - y, 1 - x};
-    case CGImagePropertyOrientation::left:  // left, bottom
-      return {1 - y, x};
-  }
-  return {x, y};
-}
-
-inline bool swapsSides(CGImagePropertyOrientation orientation) {
-  return static_cast<std::uint32_t>(orientation) >= 5;
+  enum Side : std::uint8_t { top, bottom, left, right };
+  constexpr Side firstRowAndColumn[8][2]{{top, left}, {top, right}, {bottom, right}, {bottom, left},
+                                         {left, top}, {right, top}, {right, bottom}, {left, bottom}};
+  const auto& [row, column] = firstRowAndColumn[static_cast<std::uint32_t>(orientation) - 1];
+  const auto distanceFrom = [&](Side side) {
+    const double place = side == left || side == right ? shown.x : shown.y;
+    return side == bottom || side == right ? 1 - place : place;
+  };
+  return {distanceFrom(column), distanceFrom(row)};
 }
 
 }  // namespace QelUtilVideo

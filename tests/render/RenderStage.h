@@ -15,18 +15,15 @@
 
 namespace QelUtilVideo {
 
-/// A bi-planar buffer whose rows have this many bytes in both planes (0: as the library lays them out).
+/// A bi-planar buffer whose rows have this many bytes in both planes (0: as many as they need).
 inline CVPixelBufferRef makeFrame(std::size_t width, std::size_t height, std::size_t bytesPerRow = 0) {
-  CVPixelBufferRef buffer;
-  if (bytesPerRow == 0) {
-    EXPECT_EQ(CVPixelBufferCreate(width, height, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, buffer), 0);
-    return buffer;
-  }
+  if (bytesPerRow == 0) bytesPerRow = (width + 1) / 2 * 2;
   const std::size_t chromaHeight = (height + 1) / 2;
   auto bytes = std::make_shared<std::vector<std::byte>>(bytesPerRow * (height + chromaHeight));
   std::vector<PixelPlane> planes{
       {bytes->data(), width, height, bytesPerRow},
       {bytes->data() + bytesPerRow * height, (width + 1) / 2, chromaHeight, bytesPerRow}};
+  CVPixelBufferRef buffer;
   EXPECT_EQ(CVPixelBufferCreateWithPlanarBytes(
                 width, height, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, std::move(planes), [bytes] {},
                 buffer),

@@ -11,16 +11,12 @@
 
 #include <array>
 #include <cstdlib>
-#include <filesystem>
-#include <sstream>
-#include <utility>
 
 namespace qeltest {
 namespace {
 
 using QelUtilVideo::UniqueFD;
 
-constexpr const char* kProgram = "Xvfb";
 constexpr int kStartMilliseconds = 10000;
 
 /// The line that the server writes once it takes connections; empty when it does not come.
@@ -38,21 +34,16 @@ std::string readLine(int fd) {
 }
 
 std::vector<std::string> commandOf(const PrivateXServer::Options& options, int displayFD) {
-  std::vector<std::string> command{kProgram,
-                                   "-screen",
-                                   "0",
-                                   std::to_string(options.width) + "x" + std::to_string(options.height) +
-                                       "x" + std::to_string(options.depth),
-                                   "-nolisten",
-                                   "tcp",
-                                   "-noreset",
-                                   "-displayfd",
-                                   std::to_string(displayFD)};
+  const std::string screen = std::to_string(options.width) + "x" + std::to_string(options.height) + "x" +
+                             std::to_string(options.depth);
+  std::vector<std::string> command{"Xvfb",     "-screen",    "0",
+                                   screen,     "-nolisten",  "tcp",
+                                   "-noreset", "-displayfd", std::to_string(displayFD)};
   command.insert(command.end(), options.arguments.begin(), options.arguments.end());
   return command;
 }
 
-/// Starts the program without its output; the descriptor stays open in it.
+/// Starts the program without its output; the descriptor stays open in it. Negative: it does not start.
 pid_t spawn(std::vector<std::string> command, int inherited) {
   std::vector<char*> arguments;
   for (std::string& argument : command) arguments.push_back(argument.data());
@@ -63,49 +54,36 @@ pid_t spawn(std::vector<std::string> command, int inherited) {
   // Onto itself: clears the mark that closes it.
   posix_spawn_file_actions_adddup2(&actions, inherited, inherited);
   pid_t process = -1;
-  const int failed = ::posix_spawnp(&process, kProgram, &actions, nullptr, arguments.data(), environ);
+  const int failed = ::posix_spawnp(&process, arguments[0], &actions, nullptr, arguments.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   return failed ? -1 : process;
 }
 
 }  // namespace
 
-bool PrivateXServer::isInstalled() {
-  std::istringstream folders(std::getenv("PATH") ? std::getenv("PATH") : "");
-  for (std::string folder; std::getline(folders, folder, ':');) {
-    if (::access((std::filesystem::path(folder) / kProgram).c_str(), X_OK) == 0) return true;
-  }
-  return false;
-}
+bool PrivateXServer::isInstalled() { return std::system("command -v Xvfb > /dev/null") == 0; }
 
 std::unique_ptr<PrivateXServer> PrivateXServer::start(const Options& options) {
-  struct Started : PrivateXServer {
-    Started(pid_t process, std::string display) : PrivateXServer(process, std::move(display)) {}
-  };
+  struct Started : PrivateXServer {};
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) return nullptr;
   const UniqueFD reading(ends[0]);
   UniqueFD writing(ends[1]);
-  const pid_t process = spawn(commandOf(options, writing.get()), writing.get());
+  // Owned from the start, so that a server that never answers is ended too.
+  auto server = std::make_unique<Started>();
+  server->process_ = spawn(commandOf(options, writing.get()), writing.get());
   writing.reset();
-  if (process < 0) return nullptr;
-  // Owned from here on, so that a server that never answers is ended too.
-  auto server = std::make_unique<Started>(process, ":" + readLine(reading.get()));
-  return server->display().size() > 1 ? std::move(server) : nullptr;
+  server->display_ = ":" + readLine(reading.get());
+  return server->display_.size() > 1 ? std::move(server) : nullptr;
 }
 
-PrivateXServer::PrivateXServer(pid_t process, std::string display)
-    : process_(process), display_(std::move(display)) {}
+PrivateXServer::~PrivateXServer() { end(SIGTERM); }
 
-PrivateXServer::~PrivateXServer() {
-  if (process_ < 0) return;
-  ::kill(process_, SIGTERM);
-  ::waitpid(process_, nullptr, 0);
-}
+void PrivateXServer::kill() { end(SIGKILL); }
 
-void PrivateXServer::kill() {
+void PrivateXServer::end(int signal) {
   if (process_ < 0) return;
-  ::kill(process_, SIGKILL);
+  ::kill(process_, signal);
   ::waitpid(process_, nullptr, 0);
   process_ = -1;
 }

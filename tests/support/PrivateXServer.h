@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,7 +21,6 @@ class PrivateXServer {
   static bool isInstalled();
   /// Starts a server and waits until it takes connections; null when it does not within ten seconds.
   static std::unique_ptr<PrivateXServer> start(const Options& options);
-  static std::unique_ptr<PrivateXServer> start() { return start(Options()); }
 
   PrivateXServer(const PrivateXServer&) = delete;
   PrivateXServer& operator=(const PrivateXServer&) = delete;
@@ -31,14 +28,14 @@ class PrivateXServer {
 
   /// For DISPLAY, e.g. ":7".
   [[nodiscard]] const std::string& display() const { return display_; }
-  [[nodiscard]] pid_t processID() const { return process_; }
   /// Ends the server at once, as a crash would.
   void kill();
 
  private:
-  PrivateXServer(pid_t process, std::string display);
+  PrivateXServer() = default;
+  void end(int signal);
 
-  pid_t process_;
+  int process_ = -1;
   std::string display_;
 };
 

@@ -43,6 +43,18 @@ struct PixelCount {
 using Color = std::array<double, 3>;
 constexpr Color background{51, 102, 153};
 
+/// The library renders on threads of its own; the main queue gets its time from here.
+template <class Condition>
+bool eventually(const Condition& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + 5s;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    MainLoop::main().dispatchPending();
+    std::this_thread::sleep_for(2ms);
+  }
+  return true;
+}
+
 struct YCbCr {
   std::uint8_t y, cb, cr;
 };
@@ -52,22 +64,21 @@ struct YCbCr {
 class TestCard {
  public:
   explicit TestCard(PixelCount size) : size_(size) {
-    const std::size_t lumaStride = size.width;
     const std::size_t chromaWidth = (size.width + 1) / 2;
     const std::size_t chromaHeight = (size.height + 1) / 2;
-    auto bytes =
-        std::make_shared<std::vector<std::byte>>(lumaStride * size.height + chromaWidth * 2 * chromaHeight);
-    std::byte* chroma = bytes->data() + lumaStride * size.height;
+    const std::size_t lumaSize = size.width * size.height;
+    auto bytes = std::make_shared<std::vector<std::byte>>(lumaSize + chromaWidth * 2 * chromaHeight);
+    std::byte* chroma = bytes->data() + lumaSize;
     for (std::size_t y = 0; y < size.height; ++y) {
       for (std::size_t x = 0; x < size.width; ++x) {
         const YCbCr& code = codes[patchAt(x, y)];
-        (*bytes)[y * lumaStride + x] = std::byte{code.y};
+        (*bytes)[y * size.width + x] = std::byte{code.y};
         std::byte* pair = chroma + (y / 2 * chromaWidth + x / 2) * 2;
         pair[0] = std::byte{code.cb};
         pair[1] = std::byte{code.cr};
       }
     }
-    const std::vector<PixelPlane> planes{{bytes->data(), size.width, size.height, lumaStride},
+    const std::vector<PixelPlane> planes{{bytes->data(), size.width, size.height, size.width},
                                          {chroma, chromaWidth, chromaHeight, chromaWidth * 2}};
     EXPECT_EQ(CVPixelBufferCreateWithPlanarBytes(
                   size.width, size.height, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, planes,
@@ -202,16 +213,12 @@ struct PresentationTest : testing::Test {
   /// Waits until the window shows the card as it should; else says what is wrong.
   void expectShown(PixelCount surface, const TestCard& card, CGImagePropertyOrientation orientation,
                    bool fit) {
-    const auto deadline = std::chrono::steady_clock::now() + 5s;
     std::string fault;
-    do {
-      MainLoop::main().dispatchPending();
+    EXPECT_TRUE(eventually([&] {
       fault = faultIn(window->image(), surface, card, orientation, fit);
-      if (fault.empty()) return;
-      std::this_thread::sleep_for(2ms);
-    } while (std::chrono::steady_clock::now() < deadline);
-    ADD_FAILURE() << "orientation " << static_cast<int>(orientation) << (fit ? ", fit: " : ", cover: ")
-                  << fault;
+      return fault.empty();
+    })) << "orientation "
+        << static_cast<int>(orientation) << (fit ? ", fit: " : ", cover: ") << fault;
   }
 
   void expectEveryOrientation(PixelCount surface, const TestCard& card) {
@@ -229,16 +236,12 @@ struct PresentationTest : testing::Test {
 TEST_F(PresentationTest, everyPatchIsWhereItBelongsInItsColour) {
   open({96, 64});
   expectEveryOrientation({96, 64}, TestCard({72, 48}));
-}
-
-TEST_F(PresentationTest, oddSizesAreNoExceptionNeitherInThePictureNorInTheView) {
-  open({63, 97});
+  // Odd sizes are no exception, neither in the picture nor in the view.
+  window->setContentSize({63, 97});
   expectEveryOrientation({63, 97}, TestCard({57, 45}));
   window->setContentSize({101, 47});
   expectEveryOrientation({101, 47}, TestCard({45, 51}));
-}
-
-TEST_F(PresentationTest, aViewOfTwoPixelsPerPointIsDrawnInPixels) {
+  // A view of two pixels per point is drawn in pixels.
   open({48, 40}, 2);
   expectEveryOrientation({96, 80}, TestCard({48, 48}));
 }
@@ -252,12 +255,7 @@ TEST_F(PresentationTest, theContentSizeIsReportedAndAnAnimatedTurnComesToRest) {
   expectShown({96, 64}, card, CGImagePropertyOrientation::up, true);
   buffer->setImage(card.pixels(), now += 1, CGImagePropertyOrientation::right);
   expectShown({96, 64}, card, CGImagePropertyOrientation::right, true);
-  const auto deadline = std::chrono::steady_clock::now() + 5s;
-  while (view->contentSize() != CGSize{48, 72} && std::chrono::steady_clock::now() < deadline) {
-    MainLoop::main().dispatchPending();
-    std::this_thread::sleep_for(2ms);
-  }
-  EXPECT_EQ(view->contentSize(), (CGSize{48, 72}));
+  EXPECT_TRUE(eventually([&] { return view->contentSize() == CGSize{48, 72}; }));
 }
 
 TEST_F(PresentationTest, viewsAreSetAndDroppedWhileTheyDraw) {

@@ -57,9 +57,9 @@ constexpr CGRect CGRectUnion(const CGRect& a, const CGRect& b) {
   if (CGRectIsNull(b)) return a;
   const double x = std::min(CGRectGetMinX(a), CGRectGetMinX(b));
   const double y = std::min(CGRectGetMinY(a), CGRectGetMinY(b));
-  return {{x, y},
-          {std::max(CGRectGetMaxX(a), CGRectGetMaxX(b)) - x,
-           std::max(CGRectGetMaxY(a), CGRectGetMaxY(b)) - y}};
+  return {
+      {x, y},
+      {std::max(CGRectGetMaxX(a), CGRectGetMaxX(b)) - x, std::max(CGRectGetMaxY(a), CGRectGetMaxY(b)) - y}};
 }
 
 }  // namespace QelUtilVideo

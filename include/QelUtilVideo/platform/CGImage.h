@@ -34,7 +34,8 @@ inline constexpr std::uint32_t kCGBitmapByteOrder32Little = 0x2000;
 /// The bits of the bitmap information that hold the alpha information.
 inline constexpr std::uint32_t kCGBitmapAlphaInfoMask = 0x1F;
 
-/// Bytes that somebody owns, freed or handed back by the destructor.
+/// Bytes that somebody owns, freed or handed back by the destructor. Whoever holds them sees to it that
+/// nobody writes while another thread reads.
 class QEL_EXPORT ImageBytes {
  public:
   virtual ~ImageBytes();
@@ -93,12 +94,14 @@ using CGImageRef = std::shared_ptr<const CGImage>;
 
 /// A copy of caller-made pixels as an image with the library's usual layout: `height` rows of
 /// `bytesPerRow` bytes, blue, green, red, alpha, colours multiplied by alpha.
-/// Null when a side is 0, above 65,535, or a row is shorter than four bytes per pixel.
-[[nodiscard]] QEL_EXPORT CGImageRef makeImage(std::size_t width, std::size_t height,
-                                              std::size_t bytesPerRow, const std::byte* pixels);
+/// Null when there are no pixels, a side is 0 or above 65,535, or a row is shorter than four bytes per
+/// pixel. Any thread.
+[[nodiscard]] QEL_EXPORT CGImageRef makeImage(std::size_t width, std::size_t height, std::size_t bytesPerRow,
+                                              const std::byte* pixels);
 
 /// Writes the image as a PNG file, replacing an existing one only when the new one is complete.
-/// Only RGB pictures of 32 bits per pixel are written. Absent on success, else what went wrong.
+/// Only RGB pictures of 32 bits per pixel are written. Absent on success, else what went wrong. Any thread;
+/// returns when the file is written, which takes tens of milliseconds for a whole display.
 [[nodiscard]] QEL_EXPORT std::optional<NSError> writePNG(const CGImage& image, const std::string& path);
 
 }  // namespace QelUtilVideo

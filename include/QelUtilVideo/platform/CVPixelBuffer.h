@@ -99,21 +99,25 @@ class QEL_EXPORT CVPixelBuffer : public std::enable_shared_from_this<CVPixelBuff
 /// on failure it is not called and the bytes stay the caller's.
 /// Errors: unknown or planar format (invalid pixel format); a side of 0 or above 65,535 (invalid size);
 /// no bytes, or a row shorter than the width needs or above 2^28 bytes (invalid argument).
-[[nodiscard]] QEL_EXPORT CVReturn CVPixelBufferCreateWithBytes(
-    std::size_t width, std::size_t height, OSType format, void* bytes, std::size_t bytesPerRow,
-    CVPixelBuffer::ReleaseCallback release, CVPixelBufferRef& buffer);
+[[nodiscard]] QEL_EXPORT CVReturn CVPixelBufferCreateWithBytes(std::size_t width, std::size_t height,
+                                                               OSType format, void* bytes,
+                                                               std::size_t bytesPerRow,
+                                                               CVPixelBuffer::ReleaseCallback release,
+                                                               CVPixelBufferRef& buffer);
 
 /// Wraps the planes of a bi-planar format without copying; `width` and `height` are the picture's.
 /// Errors as above; planes of other sizes than the format demands, or an odd number of bytes per chroma
 /// row, are an invalid argument.
-[[nodiscard]] QEL_EXPORT CVReturn CVPixelBufferCreateWithPlanarBytes(
-    std::size_t width, std::size_t height, OSType format, std::vector<PixelPlane> planes,
-    CVPixelBuffer::ReleaseCallback release, CVPixelBufferRef& buffer);
+[[nodiscard]] QEL_EXPORT CVReturn CVPixelBufferCreateWithPlanarBytes(std::size_t width, std::size_t height,
+                                                                     OSType format,
+                                                                     std::vector<PixelPlane> planes,
+                                                                     CVPixelBuffer::ReleaseCallback release,
+                                                                     CVPixelBufferRef& buffer);
 
 /// Allocates a buffer of any known format; rows and planes are aligned to 64 bytes, the contents are
 /// not set. Errors as above; no memory is "allocation failed".
-[[nodiscard]] QEL_EXPORT CVReturn CVPixelBufferCreate(std::size_t width, std::size_t height,
-                                                      OSType format, CVPixelBufferRef& buffer);
+[[nodiscard]] QEL_EXPORT CVReturn CVPixelBufferCreate(std::size_t width, std::size_t height, OSType format,
+                                                      CVPixelBufferRef& buffer);
 
 /// Locks for access by the processor. Always succeeds for a live buffer of this library.
 [[nodiscard]] QEL_EXPORT CVReturn CVPixelBufferLockBaseAddress(CVPixelBuffer& buffer);

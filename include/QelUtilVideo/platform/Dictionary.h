@@ -58,8 +58,8 @@ class QEL_EXPORT Value {
 
   Value() = default;
   template <class T>
-    requires std::is_constructible_v<Storage, T&&>
-  Value(T&& value) : storage_(std::forward<T>(value)) {}  // NOLINT: conversion is the purpose
+  requires std::is_constructible_v<Storage, T&&> Value(T&& value)
+      : storage_(std::forward<T>(value)) {}  // NOLINT: conversion is the purpose
 
   /// The value when it holds exactly a `T`, else null.
   template <class T>

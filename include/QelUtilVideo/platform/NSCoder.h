@@ -7,7 +7,8 @@
 
 namespace QelUtilVideo {
 
-/// An archive from which a view can be read. Hosts that keep their layouts in files implement it.
+/// An archive from which a view can be read. Hosts that keep their layouts in files implement it. Asked on
+/// the thread that makes the view; an archive that throws holds no view.
 class NSCoder {
  public:
   virtual ~NSCoder() = default;

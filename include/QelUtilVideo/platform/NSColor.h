@@ -7,7 +7,8 @@
 
 namespace QelUtilVideo {
 
-/// A colour. Immutable; any thread. Components are from 0 to 1; alpha is not multiplied in.
+/// A colour. Immutable; any thread. Components are from 0 to 1 (others are brought into that range); alpha
+/// is not multiplied in.
 class QEL_EXPORT NSColor {
  public:
   struct RGBA {

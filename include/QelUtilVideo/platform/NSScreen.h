@@ -15,10 +15,10 @@ using CGDirectDisplayID = std::uint32_t;
 class QEL_EXPORT NSScreen : public virtual NSObject {
  public:
   struct Properties {
-    Dictionary deviceDescription;    ///< "NSScreenNumber": the display ID as an unsigned 32-bit number
+    Dictionary deviceDescription;  ///< "NSScreenNumber": the display ID as an unsigned 32-bit number
     std::string localizedName;
-    CGRect frame;                    ///< points, origin bottom-left of the primary display, y upward
-    double backingScaleFactor = 1;   ///< pixels per point
+    CGRect frame;                       ///< points, origin bottom-left of the primary display, y upward
+    double backingScaleFactor = 1;      ///< pixels per point
     double maximumFramesPerSecond = 0;  ///< 0: unknown
   };
   explicit NSScreen(Properties properties) : properties_(std::move(properties)) {}

@@ -82,8 +82,8 @@ class QEL_EXPORT NSView : public virtual NSObject {
 
   // ── Hooks for subclasses; all are called on the main thread unless said otherwise. What they throw
   // goes to the system log. ─────────────────────────────────────────────────────────────────────────
-  /// Draws; on the main thread for a plain view, on the layer's drawing thread for one that is backed
-  /// by an asynchronous layer. The rectangle is in the view's own coordinates.
+  /// Draws a view that has a layer, on the layer's drawing thread. A view without one is never drawn.
+  /// The rectangle is in the view's own coordinates.
   virtual void drawRect(CGRect rect);
   virtual std::shared_ptr<CALayer> makeBackingLayer();
   /// Before the view's window changes to `window` (null: none).

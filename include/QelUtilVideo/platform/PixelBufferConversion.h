@@ -18,8 +18,7 @@ class QEL_EXPORT PixelBufferConverter {
  public:
   /// `format`: kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange or …FullRange; any other counts as the
   /// first.
-  explicit PixelBufferConverter(
-      OSType format = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange);
+  explicit PixelBufferConverter(OSType format = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange);
   PixelBufferConverter(const PixelBufferConverter&) = delete;
   PixelBufferConverter& operator=(const PixelBufferConverter&) = delete;
   ~PixelBufferConverter();

@@ -46,40 +46,47 @@ Session::~Session() {
   log(LogLevel::info, logName_ + " session deinit");
 }
 
-void Session::start() {
-  const bool begins = state_.with([](State& state) {
-    if (state.timer || state.starting || state.stopped) return false;
-    state.starting = true;
-    return true;
+bool Session::start() {
+  bool ended = false;
+  const bool begins = state_.with([&](State& state) {
+    ended = state.stopped;
+    return !ended && !state.timer && !std::exchange(state.starting, true);
   });
-  if (!begins) return;
+  if (!begins) return !ended;
   log(LogLevel::info, logName_ + " session starting");
-  report(owner(),
-         [](State&) { return Event([](SessionDelegate& told) { told.sessionWillStartRunning(); }); });
+  report(owner(), [](State& state) -> Event {
+    if (!state.starting) return nullptr;  // somebody has stopped it meanwhile
+    return [](SessionDelegate& told) { told.sessionWillStartRunning(); };
+  });
   runTimer();
+  return true;
 }
 
 void Session::stop(const NSError* error) {
-  const bool begins = state_.with([](State& state) {
-    state.starting = false;
-    return state.timer && !std::exchange(state.stopping, true);
-  });
-  if (!begins) return;
-  log(LogLevel::info, logName_ + " session stopping");
-
-  std::unique_ptr<DispatchTimerSource> timer;
+  const Owner target = owner();
+  const std::string line = logName_ + " session stopping";
   const std::optional<NSError> reason = error ? std::optional(*error) : std::nullopt;
-  report(owner(), [&](State& state) -> Event {
+  std::unique_ptr<DispatchTimerSource> timer;
+  // All at once, so that a start by another thread finds the session either running or ended, and the end
+  // is told to the delegate of this moment.
+  report(target, [&](State& state) -> Event {
     timer = std::move(state.timer);
-    if (timer) timer->cancel();
+    state.starting = false;
     state.stopped = true;
-    if (std::exchange(state.started, false)) {
-      state.paused = false;
-      return [reason](SessionDelegate& told) { told.sessionDidStopRunning(reason ? &*reason : nullptr); };
-    }
-    if (!reason) return nullptr;
-    return [reason](SessionDelegate& told) { told.sessionDidFailToStartRunning(*reason); };
+    if (!timer) return nullptr;
+    timer->cancel();
+    state.paused = false;
+    const bool ran = std::exchange(state.started, false);
+    return [line, reason, ran](SessionDelegate& told) {
+      log(LogLevel::info, line);
+      if (ran) {
+        told.sessionDidStopRunning(reason ? &*reason : nullptr);
+      } else if (reason) {
+        told.sessionDidFailToStartRunning(*reason);
+      }
+    };
   });
+  if (timer && !target) log(LogLevel::info, line);
 }
 
 void Session::tearDown() {
@@ -90,10 +97,6 @@ void Session::tearDown() {
     return std::move(state.timer);
   });
   if (timer) timer->cancel();
-}
-
-bool Session::hasEnded() const {
-  return state_.with([](const State& state) { return state.stopped; });
 }
 
 void Session::runTimer() {
@@ -111,7 +114,7 @@ void Session::runTimer() {
 }
 
 void Session::tick() {
-  if (hasEnded()) {
+  if (state_.with([](const State& state) { return state.stopped; })) {
     log(LogLevel::warning, logName_ + " session already stopped");
     return;
   }
@@ -120,70 +123,88 @@ void Session::tick() {
     log(LogLevel::error, logName_ + " session has no target to capture");
     return;
   }
-  const double now = platform_.clock().CACurrentMediaTime();
+  const Tick tick{.target = target,
+                  .time = platform_.clock().CACurrentMediaTime(),
+                  .number = state_.with([](State& state) { return ++state.ticks; })};
   Result<CVPixelBufferRef> captured = target.asked->capture();
   if (!captured.hasValue()) {
     stop(&captured.error());
     return;
   }
-  noteStart(target);
+  noteStart(tick);
   if (captured.value()) {
-    noteFrame(target, std::move(captured.value()), now);
+    noteFrame(tick, std::move(captured.value()));
   } else {
-    noteInterruption(target, now);
+    noteInterruption(tick);
   }
 }
 
-void Session::noteStart(const Owner& target) {
-  report(target, [](State& state) -> Event {
+void Session::noteStart(const Tick& tick) {
+  report(tick.target, [&](State& state) -> Event {
     // Somebody may have stopped the session while the target was being captured.
-    if (state.stopped || std::exchange(state.started, true)) return nullptr;
+    if (!tick.mayChange(state) || std::exchange(state.started, true)) return nullptr;
     return [](SessionDelegate& told) { told.sessionDidStartRunning(); };
   });
 }
 
-void Session::noteInterruption(const Owner& target, double now) {
-  report(target, [now](State& state) -> Event {
-    if (state.stopped) return nullptr;
-    if (state.startTime > 0) state.duration += now - std::exchange(state.startTime, 0);
+void Session::noteInterruption(const Tick& tick) {
+  report(tick.target, [&](State& state) -> Event {
+    if (!tick.mayChange(state)) return nullptr;
+    if (state.startTime > 0) state.duration += tick.time - std::exchange(state.startTime, 0);
     if (std::exchange(state.paused, true)) return nullptr;
     return [](SessionDelegate& told) { told.sessionDidBeginInterruption(nullptr); };
   });
 }
 
-void Session::noteFrame(const Owner& target, CVPixelBufferRef frame, double now) {
-  report(target, [](State& state) -> Event {
-    if (state.stopped || !std::exchange(state.paused, false)) return nullptr;
+void Session::noteFrame(const Tick& tick, CVPixelBufferRef frame) {
+  report(tick.target, [&](State& state) -> Event {
+    if (!tick.mayChange(state) || !std::exchange(state.paused, false)) return nullptr;
     return [](SessionDelegate& told) { told.sessionDidEndInterruption(); };
   });
-  const bool goesOut = state_.with([now](State& state) {
-    if (state.stopped) return false;
-    if (state.startTime == 0) state.startTime = now;
+  report(tick.target, [&](State& state) -> Event {
+    if (!tick.mayChange(state)) return nullptr;
+    if (state.startTime == 0) state.startTime = tick.time;
     state.count += 1;
-    return true;
+    // An event of its own, behind those that another thread may still be telling.
+    return [self = shared_from_this(), frame = std::move(frame), time = tick.time](SessionDelegate&) {
+      self->queue_->async([self, frame, time] { self->output(frame, time); });
+    };
   });
-  if (!goesOut) return;
-  queue_->async([self = shared_from_this(), frame = std::move(frame), now] { self->output(frame, now); });
 }
 
 void Session::output(const CVPixelBufferRef& frame, double timestamp) {
-  if (!state_.with([](const State& state) { return state.started; })) return;
-  if (const auto target = target_.lock()) target->sessionDidOutput(frame, timestamp);
+  const Owner target = owner();
+  if (!target) return;
+  // Both at once: a frame must not reach the delegate of a later session.
+  std::shared_ptr<CapturableOutputDelegate> delegate;
+  const bool flows = state_.with([&](const State& state) {
+    delegate = target.told->delegate();
+    return state.started;
+  });
+  if (!flows) return;
+  const EventAddressee scope(*target.told, delegate);
+  target.told->sessionDidOutput(frame, timestamp);
 }
 
 void Session::report(const Owner& target, const std::function<Event(State&)>& change) {
-  const std::weak_ptr<CapturableOutputDelegate> addressee = target ? target.told->delegate() : nullptr;
+  enqueue(target, change);
+  if (target) target.asked->events().deliver();
+}
+
+void Session::enqueue(const Owner& target, const std::function<Event(State&)>& change) {
+  std::shared_ptr<CapturableOutputDelegate> delegate;  // let go after the lock, perhaps as its last holder
   state_.with([&](State& state) {
     Event event = change(state);
     if (!event || !target) return;
-    target.asked->events().enqueue([weak = target_, addressee, event = std::move(event)] {
-      const auto told = weak.lock();
-      if (!told) return;
-      const EventAddressee scope(*told, addressee);
-      event(*told);
-    });
+    delegate = target.told->delegate();
+    target.asked->events().enqueue(
+        [weak = target_, addressee = std::weak_ptr(delegate), event = std::move(event)] {
+          const auto told = weak.lock();
+          if (!told) return;
+          const EventAddressee scope(*told, addressee);
+          event(*told);
+        });
   });
-  if (target) target.asked->events().deliver();
 }
 
 }  // namespace QelUtilVideo::windowlist

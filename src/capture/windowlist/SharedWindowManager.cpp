@@ -8,21 +8,35 @@
 
 #include <QelUtilVideo/CapturableWindowManager.h>
 
+#include <utility>
+
 namespace QelUtilVideo::windowlist {
 
 SharedWindowManager::SharedWindowManager(Root& root)
     : root_(root),
-      queue_(root.platform().dispatch().makeQueue("QelUtilVideo.CapturableWindow.ManagerQueue")) {
-  refreshScreens();
-  root.platform().notificationCenter().addObserver(
-      NSApplicationDidChangeScreenParametersNotification, nullptr,
-      [this](const NSNotification& notification) { updateScreens(notification); });
-}
+      queue_(root.platform().dispatch().makeQueue("QelUtilVideo.CapturableWindow.ManagerQueue")) {}
 
 std::vector<std::shared_ptr<CapturableScreen>> SharedWindowManager::screens() {
   std::vector<std::shared_ptr<CapturableScreen>> copy;
-  queue_->sync([&] { copy.assign(screens_.begin(), screens_.end()); });
+  bool isFirst = false;
+  queue_->sync([&] {
+    isFirst = !std::exchange(isListed_, true);
+    if (isFirst) listFirst();
+    copy.assign(screens_.begin(), screens_.end());
+  });
+  if (isFirst) {
+    root_.platform().notificationCenter().addObserver(
+        NSApplicationDidChangeScreenParametersNotification, nullptr,
+        [this](const NSNotification& notification) { updateScreens(notification); });
+  }
   return copy;
+}
+
+void SharedWindowManager::listFirst() {
+  (void)updateScreenList();
+  std::vector<CGDirectDisplayID> displays;
+  for (const auto& screen : screens_) displays.push_back(screen->displayID());
+  updateGeometry(displays);
 }
 
 void SharedWindowManager::updateScreens(const NSNotification& /*notification*/) {

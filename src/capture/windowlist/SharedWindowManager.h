@@ -21,11 +21,12 @@ class Screen;
 /// and changed in blocks on its queue only; those blocks also log. Any thread.
 class SharedWindowManager {
  public:
-  /// Lists the displays and follows their changes from then on.
   explicit SharedWindowManager(Root& root);
   SharedWindowManager(const SharedWindowManager&) = delete;
   SharedWindowManager& operator=(const SharedWindowManager&) = delete;
 
+  /// The first call lists the displays and follows their changes from then on. The constructor does not:
+  /// listing logs, and a sink that asks for the list would wait for the object that is being made.
   [[nodiscard]] std::vector<std::shared_ptr<CapturableScreen>> screens();
 
   /// The display arrangement changed: refreshes the list and posts what came and went, if anything did,
@@ -33,6 +34,7 @@ class SharedWindowManager {
   void updateScreens(const NSNotification& notification);
 
  private:
+  void listFirst();  ///< on the queue
   /// What came and went, as notifications carry it. In ScreenRefresh.cpp, with its helpers.
   Dictionary refreshScreens();
   Dictionary updateScreenList();
@@ -40,6 +42,7 @@ class SharedWindowManager {
 
   Root& root_;
   const std::shared_ptr<DispatchQueue> queue_;
+  bool isListed_ = false;
   std::vector<std::shared_ptr<Screen>> screens_;
 };
 

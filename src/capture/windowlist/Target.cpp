@@ -11,9 +11,13 @@ Target::Target(Platform& platform, std::string logName) : platform_(platform), l
 
 Target::~Target() { tearDownSession(); }
 
-std::shared_ptr<Session> Target::session() const { return state_.copy().session; }
+std::shared_ptr<Session> Target::session() const {
+  return state_.with([](const State& state) { return state.session; });
+}
 
-std::shared_ptr<CapturableOutputDelegate> Target::delegate() const { return state_.copy().delegate.lock(); }
+std::shared_ptr<CapturableOutputDelegate> Target::delegate() const {
+  return state_.with([](const State& state) { return state.delegate.lock(); });
+}
 
 void Target::setDelegate(const std::shared_ptr<CapturableOutputDelegate>& delegate) {
   state_.with([&](State& state) { state.delegate = delegate; });
@@ -22,8 +26,19 @@ void Target::setDelegate(const std::shared_ptr<CapturableOutputDelegate>& delega
 bool Target::start(const std::shared_ptr<CapturableOutputDelegate>& delegate, NSError* /*error*/) {
   const auto self = shared_from_this();  // the host may let go of it while it is told
   log(LogLevel::info, logName_ + " start");
-  setDelegate(delegate);
-  sessionToStart()->start();
+  auto current = state_.with([&](State& state) {
+    state.delegate = delegate;
+    return state.session;
+  });
+  while (!current || !current->start()) {
+    // There is none, or an error has ended it.
+    const auto fresh =
+        Session::make(platform_, std::shared_ptr<CaptureSource>(shared_from_this(), this), logName_);
+    current = replaceSession(current, fresh, delegate);
+    if (current != fresh) continue;  // another thread was quicker
+    fresh->start();                  // if one has stopped it already, it stays stopped
+    break;
+  }
   return true;
 }
 
@@ -46,13 +61,15 @@ void Target::tearDownSession() {
   if (const auto left = session()) left->tearDown();
 }
 
-/// A session that ended by itself, because of an error, is of no more use.
-std::shared_ptr<Session> Target::sessionToStart() {
-  auto current = session();
-  if (current && !current->hasEnded()) return current;
-  auto fresh = Session::make(platform_, std::shared_ptr<CaptureSource>(shared_from_this(), this), logName_);
-  state_.with([&](State& state) { state.session = fresh; });
-  return fresh;
+std::shared_ptr<Session> Target::replaceSession(const std::shared_ptr<Session>& ended,
+                                                const std::shared_ptr<Session>& fresh,
+                                                const std::shared_ptr<CapturableOutputDelegate>& delegate) {
+  return state_.with([&](State& state) {
+    // After a stop by another thread there is none in place, whatever there was before.
+    if (!state.session || state.session == ended) state.session = fresh;
+    state.delegate = delegate;
+    return state.session;
+  });
 }
 
 }  // namespace QelUtilVideo::windowlist

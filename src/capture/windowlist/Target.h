@@ -48,7 +48,11 @@ class Target : public SessionDelegate, public CaptureSource {
     std::weak_ptr<CapturableOutputDelegate> delegate;
   };
 
-  std::shared_ptr<Session> sessionToStart();
+  /// Puts a new session in the place of `ended` (null: of none), together with the delegate. Answers the
+  /// session in place: the new one, unless another thread was quicker.
+  std::shared_ptr<Session> replaceSession(const std::shared_ptr<Session>& ended,
+                                          const std::shared_ptr<Session>& fresh,
+                                          const std::shared_ptr<CapturableOutputDelegate>& delegate);
 
   Platform& platform_;
   const std::string logName_;

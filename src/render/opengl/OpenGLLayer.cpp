@@ -3,6 +3,7 @@
 #include "log/Log.h"
 #include "render/opengl/OpenGLRenderView.h"
 
+#include <optional>
 #include <utility>
 
 namespace QelUtilVideo::opengl {
@@ -29,6 +30,9 @@ OpenGLLayer::~OpenGLLayer() { log(LogLevel::info, logName_ + " layer deinit"); }
 void OpenGLLayer::setOpenGLContext(std::shared_ptr<NSOpenGLContext> context) {
   const auto old = openGLContext();
   if (areEqual(old, context)) return;
+  // Held until the context is replaced, or a refresh in between would prepare the old one again.
+  std::optional<ContextLock> lock;
+  if (const CGLContextObj lockable = old ? old->cglContextObj() : nullptr) lock.emplace(lockable);
   if (old) {
     if (const auto view = std::dynamic_pointer_cast<OpenGLRenderView>(this->view())) view->finalize();
   }

@@ -31,21 +31,6 @@ namespace {
 constexpr int redrawsAfterResize = 2;
 constexpr int redrawsAfterSetting = 1;
 
-/// Holds a context's lock with the context current on this thread.
-class CurrentContext {
- public:
-  CurrentContext(NSOpenGLContext& context, CGLContextObj lockable) : lockable_(lockable) {
-    CGLLockContext(lockable_);
-    context.makeCurrentContext();
-  }
-  CurrentContext(const CurrentContext&) = delete;
-  CurrentContext& operator=(const CurrentContext&) = delete;
-  ~CurrentContext() { CGLUnlockContext(lockable_); }
-
- private:
-  CGLContextObj lockable_;
-};
-
 std::array<float, 4> clearColorOf(const std::shared_ptr<const NSColor>& color) {
   const auto components = color ? color->usingDeviceRGBColorSpace() : std::nullopt;
   if (!components) return {0, 0, 0, 1};
@@ -83,6 +68,7 @@ OpenGLRenderView::~OpenGLRenderView() {
 }
 
 bool OpenGLRenderView::canDraw() {
+  const std::lock_guard drawing(drawing_);
   switch (renderContext_.drawReason(*this)) {
     case RenderContext::DrawReason::resized:
       redraw_ = redrawsAfterResize;
@@ -101,11 +87,14 @@ bool OpenGLRenderView::canDraw() {
 }
 
 void OpenGLRenderView::finalize() {
-  const auto context = layerContext();
-  if (!context || !isPrepared(context)) return;
+  const auto context = preparedContext_.copy().lock();
+  if (!context) return;
   const CGLContextObj lockable = context->cglContextObj();
-  if (!lockable) return;
-  const CurrentContext current(*context, lockable);
+  // A lost one took everything with it, the picture included.
+  if (!lockable) return drawAgain();
+  const ContextLock lock(lockable);
+  const std::lock_guard drawing(drawing_);
+  if (!isPrepared(context) || !context->makeCurrentContext()) return;
   renderContext_.release();
   preparedContext_.with([](auto& prepared) { prepared.reset(); });
   log(LogLevel::info, logName_ + " finalized");
@@ -126,19 +115,7 @@ void OpenGLRenderView::viewDidChangeBackingProperties() {
 
 void OpenGLRenderView::drawRect(CGRect) {
   const auto context = layerContext();
-  if (!context) return;
-  const CGLContextObj lockable = context->cglContextObj();
-  if (!lockable) return;
-
-  const CurrentContext current(*context, lockable);
-  if (!isPrepared(context)) {
-    log(LogLevel::info, logName_ + " preparing");
-    renderContext_.prepare();
-    preparedContext_.with([&](auto& prepared) { prepared = context; });
-  }
-  const CGSize size = renderContext_.render(*this);
-  context->flushBuffer();
-  reportContentSize(size);
+  if (context && !draw(context)) drawAgain();
 }
 
 std::shared_ptr<RenderViewDelegate> OpenGLRenderView::renderDelegate() const {
@@ -234,6 +211,31 @@ std::shared_ptr<NSOpenGLContext> OpenGLRenderView::layerContext() const {
 
 bool OpenGLRenderView::isPrepared(const std::shared_ptr<NSOpenGLContext>& context) const {
   return preparedContext_.copy().lock() == context;
+}
+
+bool OpenGLRenderView::draw(const std::shared_ptr<NSOpenGLContext>& context) {
+  const CGLContextObj lockable = context->cglContextObj();
+  if (!lockable) return false;
+  const ContextLock lock(lockable);
+  const std::lock_guard drawing(drawing_);
+
+  // Read once: a resize from here on is a reason to draw at the next refresh.
+  const Geometry::Size viewport = RenderContext::viewportSize(*this);
+  context->setSurfaceSize({static_cast<double>(viewport.width), static_cast<double>(viewport.height)});
+  if (!context->makeCurrentContext()) return false;
+  if (!isPrepared(context)) {
+    log(LogLevel::info, logName_ + " preparing");
+    renderContext_.prepare();
+    preparedContext_.with([&](auto& prepared) { prepared = context; });
+  }
+  const CGSize size = renderContext_.render(*this, viewport);
+  context->flushBuffer();
+  reportContentSize(size);
+  return true;
+}
+
+void OpenGLRenderView::drawAgain() {
+  renderContext_.change([](RenderSettings& settings) { settings.needsUpdate = true; });
 }
 
 void OpenGLRenderView::reportContentSize(CGSize size) {

@@ -8,6 +8,7 @@
 #include <QelUtilVideo/platform/NSView.h>
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 namespace QelUtilVideo {
@@ -21,8 +22,9 @@ namespace QelUtilVideo::opengl {
 /// the `RenderView` around it.
 ///
 /// Settings are main thread. `canDraw` and `drawRect` run on the layer's drawing thread with the context
-/// locked; from there, and so under that lock, go log lines, the reading of the data source, and the
-/// notice to the delegate.
+/// locked, and one at a time even where two contexts follow each other; from there, and so under both
+/// locks (the context's is the first), go log lines, the reading of the data source, and the notice to
+/// the delegate.
 class OpenGLRenderView final : public NSView, public RenderViewImpl {
  public:
   static std::shared_ptr<OpenGLRenderView> make(CGRect frame, Platform& platform);
@@ -32,7 +34,7 @@ class OpenGLRenderView final : public NSView, public RenderViewImpl {
 
   /// Whether to draw for the coming refresh. Drawing thread, context locked.
   [[nodiscard]] bool canDraw();
-  /// Gives back the GL objects, if there are any in the layer's context. Any thread.
+  /// Gives back the GL objects, if there are any. Any thread.
   void finalize();
 
   // NSView
@@ -71,6 +73,10 @@ class OpenGLRenderView final : public NSView, public RenderViewImpl {
   /// The context of the layer; null without layer or context.
   [[nodiscard]] std::shared_ptr<NSOpenGLContext> layerContext() const;
   [[nodiscard]] bool isPrepared(const std::shared_ptr<NSOpenGLContext>& context) const;
+  /// False: the context could not be made current, and nothing was done.
+  [[nodiscard]] bool draw(const std::shared_ptr<NSOpenGLContext>& context);
+  /// Makes the coming refreshes draw as after a change of a setting.
+  void drawAgain();
   void reportContentSize(CGSize size);
 
   Platform& platform_;
@@ -81,7 +87,10 @@ class OpenGLRenderView final : public NSView, public RenderViewImpl {
   /// The context that holds the GL objects; empty while there are none. It is more than a flag because
   /// the layer's context may be replaced while the drawing thread is on its way to the old one.
   Synchronised<std::weak_ptr<NSOpenGLContext>> preparedContext_;
-  int redraw_ = 0;  ///< further refreshes to draw without a reason; the drawing thread's
+  /// Guards what follows, but for the settings. Taken after a context's lock; recursive, since the host
+  /// is called under it.
+  std::recursive_mutex drawing_;
+  int redraw_ = 0;  ///< further refreshes to draw without a reason
   RenderContext renderContext_;
 };
 

@@ -22,11 +22,6 @@ std::int32_t wholePixels(double length) {
   return static_cast<std::int32_t>(std::clamp(std::round(length), 0.0, largest));
 }
 
-Geometry::Size viewportSize(const NSView& view) {
-  const CGSize size = view.convertSizeToBacking(view.bounds().size);
-  return {wholePixels(size.width), wholePixels(size.height)};
-}
-
 }  // namespace
 
 RenderContext::RenderContext(Platform& platform, const std::string& logName)
@@ -67,7 +62,12 @@ RenderContext::DrawReason RenderContext::drawReason(const OpenGLRenderView& view
   return reason;
 }
 
-CGSize RenderContext::render(OpenGLRenderView& view) {
+Geometry::Size RenderContext::viewportSize(const OpenGLRenderView& view) {
+  const CGSize size = view.convertSizeToBacking(view.bounds().size);
+  return {wholePixels(size.width), wholePixels(size.height)};
+}
+
+CGSize RenderContext::render(OpenGLRenderView& view, Geometry::Size viewport) {
   const RenderSettings settings = takeSettings();
   const std::optional<Frame> frame = snapshot(settings);
   notifyDelegate(view, frame);
@@ -83,7 +83,7 @@ CGSize RenderContext::render(OpenGLRenderView& view) {
   }
   if (!update(*frame, settings)) return {};
 
-  const Geometry::Placement placement = geometry_.resize(viewportSize(view));
+  const Geometry::Placement placement = geometry_.resize(viewport);
   publishFitMode(settings);
   drawSharp(placement.changed);
   return {static_cast<double>(placement.effectiveSize.width),

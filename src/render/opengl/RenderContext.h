@@ -68,8 +68,11 @@ class RenderContext {
   void prepare();
   /// Why the view should be drawn again. Calls no GL.
   [[nodiscard]] DrawReason drawReason(const OpenGLRenderView& view);
-  /// Draws and answers the size of the picture shown, in its pixels, after rotation; (0, 0) for none.
-  [[nodiscard]] CGSize render(OpenGLRenderView& view);
+  /// The size in pixels of the surface that the view wants now.
+  [[nodiscard]] static Geometry::Size viewportSize(const OpenGLRenderView& view);
+  /// Draws on a surface of the size `viewport` and answers the size of the picture shown, in its pixels,
+  /// after rotation; (0, 0) for none.
+  [[nodiscard]] CGSize render(OpenGLRenderView& view, Geometry::Size viewport);
   void release();
 
  private:

@@ -29,36 +29,15 @@ class DisplayNamingTest : public testing::Test {
   ScopedMachine machine;
 };
 
-TEST_F(DisplayNamingTest, displayIDIsTheScreenNumberWhenThatIsUnsigned32) {
-  const auto id = [](Dictionary description) {
-    return screenDisplayID(
-        NSScreen({.deviceDescription = std::move(description), .localizedName = {}, .frame = {}}));
-  };
-  EXPECT_EQ(id({{"NSScreenNumber", std::uint32_t{0xffffffff}}}), 0xffffffffU);
-  EXPECT_EQ(id({{"NSScreenNumber", std::int32_t{5}}}), std::nullopt);
-  EXPECT_EQ(id({{"NSScreenNumber", std::string("5")}}), std::nullopt);
-  EXPECT_EQ(id({}), std::nullopt);
-}
-
-TEST_F(DisplayNamingTest, firstNameOfTheFirstMatchingServiceIsTheProductName) {
-  const std::uint32_t serial = 3;
-  EXPECT_EQ(
-      nameWith({{std::nullopt, service(9, 2, serial, named("other vendor")),
-                 service(1, 9, serial, named("other model")), service(1, 2, 9U, named("other serial")),
-                 Dictionary{{"DisplayVendorID", std::int32_t{1}}}, service(1, 2, serial, named("Wide 27")),
-                 service(1, 2, serial, named("second match"))}}),
-      "Wide 27");
-}
-
-TEST_F(DisplayNamingTest, servicesWithoutUsableNamesArePassedOver) {
-  EXPECT_EQ(nameWith({{service(1, 2, 3U, Dictionary{}), service(1, 2, 3U, std::string("no dictionary")),
+TEST_F(DisplayNamingTest, firstUsableNameOfTheFirstMatchingServiceIsTheProductName) {
+  EXPECT_EQ(nameWith({{std::nullopt, service(9, 2, 3U, named("other vendor")),
+                       service(1, 9, 3U, named("other model")), service(1, 2, 9U, named("other serial")),
+                       Dictionary{{"DisplayVendorID", std::int32_t{1}}}, service(1, 2, 3U, Dictionary{}),
+                       service(1, 2, 3U, std::string("no dictionary")),
                        service(1, 2, 3U, Dictionary{{"en", std::string("text")}, {"de", 4U}}),
-                       service(1, 2, 3U, named("Wide 27"))}}),
+                       service(1, 2, 3U, named("Wide 27")), service(1, 2, 3U, named("second match"))}}),
             "Wide 27");
   EXPECT_EQ(nameWith({{service(1, 2, 3U, Dictionary{})}}), "Unknown Screen");
-  EXPECT_EQ(nameWith({{Dictionary{
-                {"DisplayVendorID", 1U}, {"DisplayProductID", 2U}, {"DisplaySerialNumber", 3U}}}}),
-            "Unknown Screen");
   EXPECT_EQ(nameWith(std::nullopt), "Unknown Screen");
 }
 
@@ -69,14 +48,6 @@ TEST_F(DisplayNamingTest, aServiceWithoutASerialMatchesOnlyDisplaysWithoutOne) {
   EXPECT_EQ(nameWith({{missing}}, 0), "W");
   EXPECT_EQ(nameWith({{otherType}}, 0), "W");
   EXPECT_EQ(nameWith({{missing, otherType}}, 3), "Unknown Screen");
-}
-
-TEST_F(DisplayNamingTest, localizedNameCountsFromSystem10_15) {
-  const NSScreen screen({.deviceDescription = {}, .localizedName = "HDMI-1", .frame = {}});
-  machine->systemVersion().set(10, 14);
-  EXPECT_EQ(displayName(machine->systemVersion(), screen, "Wide 27"), "Wide 27");
-  machine->systemVersion().set(10, 15);
-  EXPECT_EQ(displayName(machine->systemVersion(), screen, "Unknown Screen"), "HDMI-1");
 }
 
 TEST(DisplayUniqueIDTest, oneDisplayHasOneIDPerCapturePath) {

@@ -6,6 +6,7 @@
 #include <QelUtilVideo/Logger.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -41,15 +42,11 @@ class LogCapture {
   ~LogCapture() { setupLogger(std::nullopt); }
 
   [[nodiscard]] std::vector<Line> lines() const { return lines_->copy(); }
-  [[nodiscard]] std::vector<std::string> messages() const {
-    std::vector<std::string> messages;
-    for (const Line& line : lines()) messages.push_back(line.message);
-    return messages;
-  }
-  [[nodiscard]] std::vector<std::string> messages(LogLevel level) const {
+  /// Those of one level, or all.
+  [[nodiscard]] std::vector<std::string> messages(std::optional<LogLevel> level = {}) const {
     std::vector<std::string> messages;
     for (const Line& line : lines()) {
-      if (line.level == level) messages.push_back(line.message);
+      if (!level || line.level == *level) messages.push_back(line.message);
     }
     return messages;
   }

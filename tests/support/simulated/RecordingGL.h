@@ -1,10 +1,12 @@
 #pragma once
 
 #include "platform/OpenGLFunctions.h"
+#include "platform/Synchronised.h"
 
+#include <cstdint>
 #include <functional>
 #include <map>
-#include <mutex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,7 +18,7 @@ namespace QelUtilVideo {
 /// for all kinds of object. Scripts are set before use; the record may be read on any thread.
 class RecordingGL final : public OpenGLFunctions {
  public:
-  // ── What happened ───────────────────────────────────────────────────────────────────────────────
+  // ── What happened ─────────────────────────────────────────────────────────────────────────────────
   /// The calls so far, `glGetError` left out.
   [[nodiscard]] std::vector<std::string> calls() const;
   /// The same with "glGetError" where it was called.
@@ -26,99 +28,116 @@ class RecordingGL final : public OpenGLFunctions {
   /// Forgets the record; scripts, names and sources stay.
   void clear();
   /// The text given to `glShaderSource`; empty for a shader without one.
-  [[nodiscard]] std::string shaderSource(GLuint shader) const;
-  /// What the last `glBufferData` and the last `glUniformMatrix4fv` carried.
-  [[nodiscard]] std::vector<float> lastBufferData() const;
-  [[nodiscard]] std::vector<float> lastMatrix() const;
+  [[nodiscard]] std::string shaderSource(GLuint shader) const { return record_.copy().sources[shader]; }
+  /// What the last `glBufferData` carried.
+  [[nodiscard]] std::vector<float> lastBufferData() const { return record_.copy().bufferData; }
   /// The four components given to the last `glClearColor`.
-  [[nodiscard]] std::vector<float> clearColor() const;
+  [[nodiscard]] std::vector<float> clearColor() const { return record_.copy().clearColor; }
 
-  // ── Scripts ─────────────────────────────────────────────────────────────────────────────────────
-  /// The n-th `glGetError` from here on (1: the next one) answers `code`.
-  void errorAt(std::size_t n, GLenum code);
+  // ── Scripts ───────────────────────────────────────────────────────────────────────────────────────
   /// The first `glGetError` after the next call that begins with `prefix` answers `code`.
-  void errorAfter(std::string prefix, GLenum code);
+  void errorAfter(const std::string& prefix, GLenum code);
   GLint compileStatus = 1;
   GLint linkStatus = 1;
   GLint validateStatus = 1;
   std::string shaderInfoLog;  ///< its length is reported with the terminating zero; empty: 0
-  std::string programInfoLog;
   /// Attributes and uniforms by name; any other name is at -1.
   std::map<std::string, GLint> locations{
       {"position", 0}, {"texcoord", 1}, {"transform", 2}, {"textureY", 3}, {"textureUV", 4}};
-  GLint drawFramebufferBinding = 7;  ///< what `glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING)` answers
   /// Called with each call's text, `glGetError` included, before it is recorded.
   std::function<void(const std::string& call)> beforeCall;
 
-  // ── OpenGLFunctions ─────────────────────────────────────────────────────────────────────────────
+  // ── OpenGLFunctions ───────────────────────────────────────────────────────────────────────────────
   GLenum glGetError() override;
-  void glGetIntegerv(GLenum name, GLint* value) override;
+  void glGetIntegerv(GLenum name, GLint* value) override { note("glGetIntegerv", name), *value = 7; }
   void glClearColor(GLfloat r, GLfloat g, GLfloat b, GLfloat a) override;
-  void glClear(GLbitfield mask) override;
-  void glViewport(GLint x, GLint y, GLsizei width, GLsizei height) override;
-  void glDrawArrays(GLenum mode, GLint first, GLsizei count) override;
-  void glGenTextures(GLsizei count, GLuint* textures) override;
-  void glDeleteTextures(GLsizei count, const GLuint* textures) override;
-  void glActiveTexture(GLenum unit) override;
-  void glBindTexture(GLenum target, GLuint texture) override;
-  void glTexParameteri(GLenum target, GLenum name, GLint value) override;
-  void glPixelStorei(GLenum name, GLint value) override;
-  void glTexImage2D(GLenum target, GLint level, GLint internalFormat, GLsizei width, GLsizei height,
-                    GLint border, GLenum format, GLenum type, const void* pixels) override;
+  void glClear(GLbitfield mask) override { note("glClear", mask); }
+  void glViewport(GLint x, GLint y, GLsizei w, GLsizei h) override { note("glViewport", x, y, w, h); }
+  void glDrawArrays(GLenum mode, GLint first, GLsizei n) override { note("glDrawArrays", mode, first, n); }
+  void glGenTextures(GLsizei n, GLuint* names) override { generate("glGenTextures", n, names); }
+  void glDeleteTextures(GLsizei n, const GLuint*) override { note("glDeleteTextures", n); }
+  void glActiveTexture(GLenum unit) override { note("glActiveTexture", unit); }
+  void glBindTexture(GLenum target, GLuint name) override { note("glBindTexture", target, name); }
+  void glTexParameteri(GLenum target, GLenum name, GLint value) override {
+    note("glTexParameteri", target, name, value);
+  }
+  void glPixelStorei(GLenum name, GLint value) override { note("glPixelStorei", name, value); }
+  void glTexImage2D(GLenum target, GLint level, GLint internal, GLsizei width, GLsizei height, GLint border,
+                    GLenum format, GLenum type, const void*) override {
+    note("glTexImage2D", target, level, internal, width, height, border, format, type);
+  }
   void glTexSubImage2D(GLenum target, GLint level, GLint x, GLint y, GLsizei width, GLsizei height,
-                       GLenum format, GLenum type, const void* pixels) override;
-  GLuint glCreateShader(GLenum type) override;
-  void glDeleteShader(GLuint shader) override;
-  void glShaderSource(GLuint shader, GLsizei count, const GLchar* const* texts,
-                      const GLint* lengths) override;
-  void glCompileShader(GLuint shader) override;
+                       GLenum format, GLenum type, const void*) override {
+    note("glTexSubImage2D", target, level, x, y, width, height, format, type);
+  }
+  GLuint glCreateShader(GLenum type) override { return create("glCreateShader", type); }
+  void glDeleteShader(GLuint shader) override { note("glDeleteShader", shader); }
+  void glShaderSource(GLuint shader, GLsizei n, const GLchar* const* texts, const GLint* lengths) override;
+  void glCompileShader(GLuint shader) override { note("glCompileShader", shader); }
   void glGetShaderiv(GLuint shader, GLenum name, GLint* value) override;
   void glGetShaderInfoLog(GLuint shader, GLsizei size, GLsizei* length, GLchar* text) override;
-  GLuint glCreateProgram() override;
-  void glDeleteProgram(GLuint program) override;
-  void glAttachShader(GLuint program, GLuint shader) override;
-  void glDetachShader(GLuint program, GLuint shader) override;
-  void glLinkProgram(GLuint program) override;
-  void glValidateProgram(GLuint program) override;
+  GLuint glCreateProgram() override { return create("glCreateProgram"); }
+  void glDeleteProgram(GLuint program) override { note("glDeleteProgram", program); }
+  void glAttachShader(GLuint program, GLuint shader) override { note("glAttachShader", program, shader); }
+  void glDetachShader(GLuint program, GLuint shader) override { note("glDetachShader", program, shader); }
+  void glLinkProgram(GLuint program) override { note("glLinkProgram", program); }
+  void glValidateProgram(GLuint program) override { note("glValidateProgram", program); }
   void glGetProgramiv(GLuint program, GLenum name, GLint* value) override;
-  void glGetProgramInfoLog(GLuint program, GLsizei size, GLsizei* length, GLchar* text) override;
-  void glUseProgram(GLuint program) override;
+  void glGetProgramInfoLog(GLuint program, GLsizei size, GLsizei*, GLchar*) override {
+    note("glGetProgramInfoLog", program, size);
+  }
+  void glUseProgram(GLuint program) override { note("glUseProgram", program); }
   GLint glGetAttribLocation(GLuint program, const GLchar* name) override;
   GLint glGetUniformLocation(GLuint program, const GLchar* name) override;
-  void glUniform1i(GLint location, GLint value) override;
-  void glUniformMatrix4fv(GLint location, GLsizei count, GLboolean transpose, const GLfloat* value) override;
-  void glGenVertexArrays(GLsizei count, GLuint* arrays) override;
-  void glDeleteVertexArrays(GLsizei count, const GLuint* arrays) override;
-  void glBindVertexArray(GLuint array) override;
-  void glGenBuffers(GLsizei count, GLuint* buffers) override;
-  void glDeleteBuffers(GLsizei count, const GLuint* buffers) override;
-  void glBindBuffer(GLenum target, GLuint buffer) override;
+  void glUniform1i(GLint location, GLint value) override { note("glUniform1i", location, value); }
+  void glUniformMatrix4fv(GLint location, GLsizei n, GLboolean transpose, const GLfloat*) override {
+    note("glUniformMatrix4fv", location, n, int{transpose});
+  }
+  void glGenVertexArrays(GLsizei n, GLuint* names) override { generate("glGenVertexArrays", n, names); }
+  void glDeleteVertexArrays(GLsizei n, const GLuint*) override { note("glDeleteVertexArrays", n); }
+  void glBindVertexArray(GLuint array) override { note("glBindVertexArray", array); }
+  void glGenBuffers(GLsizei n, GLuint* names) override { generate("glGenBuffers", n, names); }
+  void glDeleteBuffers(GLsizei n, const GLuint*) override { note("glDeleteBuffers", n); }
+  void glBindBuffer(GLenum target, GLuint buffer) override { note("glBindBuffer", target, buffer); }
   void glBufferData(GLenum target, GLsizeiptr size, const void* data, GLenum usage) override;
-  void glEnableVertexAttribArray(GLuint index) override;
+  void glEnableVertexAttribArray(GLuint index) override { note("glEnableVertexAttribArray", index); }
   void glVertexAttribPointer(GLuint index, GLint size, GLenum type, GLboolean normalized, GLsizei stride,
-                             const void* offset) override;
+                             const void* offset) override {
+    // The offset is a number in the guise of a pointer.
+    note("glVertexAttribPointer", index, size, type, int{normalized}, stride,
+         reinterpret_cast<std::uintptr_t>(offset));
+  }
 
  private:
   struct Record {
     std::vector<std::string> calls;
-    std::map<GLuint, std::string> shaderSources;
+    std::map<GLuint, std::string> sources;
     std::vector<float> bufferData;
-    std::vector<float> matrix;
     std::vector<float> clearColor{0, 0, 0, 0};
     GLuint nextName = 1;
-    std::size_t errorsRead = 0;
-    std::map<std::size_t, GLenum> errorsByNumber;
     std::multimap<std::string, GLenum> errorsByCall;
     std::vector<GLenum> pendingErrors;
   };
 
-  template <class... Arguments>
-  void record(const char* name, const Arguments&... arguments);
-  void handOut(GLsizei count, GLuint* names);
-  [[nodiscard]] GLint locationOf(const GLchar* name) const;
+  void record(const std::string& call);
+  void generate(const char* function, GLsizei count, GLuint* names);
 
-  mutable std::mutex mutex_;
-  Record record_;
+  template <class... Arguments>
+  void note(const char* function, const Arguments&... arguments) {
+    std::ostringstream text;
+    [[maybe_unused]] const char* separator = "";
+    text << function << '(';
+    ((text << separator << arguments, separator = ","), ...);
+    text << ')';
+    record(text.str());
+  }
+  template <class... Arguments>
+  GLuint create(const char* function, const Arguments&... arguments) {
+    note(function, arguments...);
+    return record_.with([](Record& record) { return record.nextName++; });
+  }
+
+  Synchronised<Record> record_;
 };
 
 }  // namespace QelUtilVideo

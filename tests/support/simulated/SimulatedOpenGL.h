@@ -2,6 +2,7 @@
 
 #include "platform/NSOpenGLLayer.h"
 #include "platform/OpenGL.h"
+#include "platform/Synchronised.h"
 #include "support/simulated/RecordingGL.h"
 
 #include <atomic>
@@ -14,16 +15,8 @@
 
 namespace QelUtilVideo {
 
-/// What was done against the rules of contexts, in words. Any thread.
-class GLViolations {
- public:
-  void add(std::string text);
-  [[nodiscard]] std::vector<std::string> list() const;
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> list_;
-};
+/// What was done against the rules of contexts, in words.
+using GLViolations = Synchronised<std::vector<std::string>>;
 
 /// A context that watches how it is used: current only under the lock, on one thread, released by the
 /// last unlock. It presents a plain picture of its surface's size in the clear colour of that moment.
@@ -33,40 +26,43 @@ class SimulatedContext final : public NSOpenGLContext, public CGLContext {
                    std::shared_ptr<GLViolations> violations);
   ~SimulatedContext() override;
 
-  // ── Scripts ─────────────────────────────────────────────────────────────────────────────────────
+  // ── Scripts ───────────────────────────────────────────────────────────────────────────────────────
   std::atomic<bool> lost = false;  ///< `cglContextObj` answers null
+  std::atomic<bool> busy = false;  ///< it cannot be made current
   int identity;                    ///< contexts with one number are equal; each starts with its own
 
-  // ── What happened ───────────────────────────────────────────────────────────────────────────────
+  // ── What happened ─────────────────────────────────────────────────────────────────────────────────
   const NSOpenGLPixelFormat format;
   std::vector<std::pair<std::int32_t, std::int32_t>> values;  ///< (value, parameter)
   std::atomic<int> flushes = 0;
-  std::atomic<int> locks = 0;
-  [[nodiscard]] CGSize surfaceSize() const;
+  [[nodiscard]] CGSize surfaceSize() const { return surfaceSize_.copy(); }
   [[nodiscard]] bool isLockedByThisThread() const { return owner_ == std::this_thread::get_id(); }
-  /// The context that is current on the calling thread, or null.
-  [[nodiscard]] static SimulatedContext* current();
 
   // NSOpenGLContext, CGLContext
-  [[nodiscard]] CGLContextObj cglContextObj() override;
-  void makeCurrentContext() override;
+  [[nodiscard]] CGLContextObj cglContextObj() override { return lost ? nullptr : this; }
+  bool makeCurrentContext() override;
   void flushBuffer() override;
-  void setValues(std::int32_t value, std::int32_t parameter) override;
+  void setValues(std::int32_t value, std::int32_t parameter) override {
+    values.emplace_back(value, parameter);
+  }
   [[nodiscard]] bool isEqual(const NSOpenGLContext& other) const override;
-  void setSurfaceSize(CGSize pixels) override;
-  [[nodiscard]] CGImageRef copyPresentedImage() override;
+  void setSurfaceSize(CGSize pixels) override {
+    surfaceSize_.with([&](CGSize& size) { size = pixels; });
+  }
+  [[nodiscard]] CGImageRef copyPresentedImage() override { return presented_.copy(); }
   void lock() override;
   void unlock() override;
 
  private:
+  void expectLocked(const char* what) const;
+
   const RecordingGL& gl_;
   const std::shared_ptr<GLViolations> violations_;
   std::recursive_mutex lock_;
   std::atomic<std::thread::id> owner_;
   int depth_ = 0;
-  mutable std::mutex stateMutex_;
-  CGSize surfaceSize_;
-  CGImageRef presented_;
+  Synchronised<CGSize> surfaceSize_;
+  Synchronised<CGImageRef> presented_;
 };
 
 /// OpenGL of the scripted machine: layers refresh when the test says so, on the test's thread.
@@ -82,13 +78,12 @@ class SimulatedOpenGL final : public OpenGL {
   std::atomic<bool> hasDriver = true;  ///< false: `makeContext` answers null
 
   /// One refresh of each layer that has a driver, on the calling thread.
-  void refresh(double displayTime = 0);
-  [[nodiscard]] std::size_t liveDrivers() const;
+  void refresh();
+  [[nodiscard]] std::size_t liveDrivers() const { return alive(drivers_).size(); }
   /// Every context made and still alive, oldest first.
-  [[nodiscard]] std::vector<std::shared_ptr<SimulatedContext>> contexts() const;
-  [[nodiscard]] int contextsMade() const { return contextsMade_; }
+  [[nodiscard]] std::vector<std::shared_ptr<SimulatedContext>> contexts() const { return alive(contexts_); }
   /// Calls without a current context or without its lock, and misuse of contexts.
-  [[nodiscard]] std::vector<std::string> violations() const { return violations_->list(); }
+  [[nodiscard]] std::vector<std::string> violations() const { return violations_->copy(); }
 
   // OpenGL
   [[nodiscard]] std::shared_ptr<NSOpenGLContext> makeContext(const NSOpenGLPixelFormat& format) override;
@@ -97,12 +92,22 @@ class SimulatedOpenGL final : public OpenGL {
   [[nodiscard]] OpenGLFunctions& functions() override { return gl; }
 
  private:
+  /// The layer that a driver drives; owned by the driver alone.
+  using Driven = const std::weak_ptr<NSOpenGLLayer>;
+  template <class T>
+  using Watched = Synchronised<std::vector<std::weak_ptr<T>>>;
+  template <class T>
+  static std::vector<std::shared_ptr<T>> alive(const Watched<T>& watched) {
+    std::vector<std::shared_ptr<T>> alive;
+    for (const auto& each : watched.copy()) {
+      if (auto held = each.lock()) alive.push_back(std::move(held));
+    }
+    return alive;
+  }
+
   std::shared_ptr<GLViolations> violations_ = std::make_shared<GLViolations>();
-  std::atomic<int> contextsMade_ = 0;
-  mutable std::mutex mutex_;
-  std::vector<std::weak_ptr<SimulatedContext>> contexts_;
-  /// One per driver; a driver's end is its entry's.
-  std::vector<std::weak_ptr<std::weak_ptr<NSOpenGLLayer>>> driven_;
+  Watched<SimulatedContext> contexts_;
+  Watched<Driven> drivers_;
 };
 
 }  // namespace QelUtilVideo

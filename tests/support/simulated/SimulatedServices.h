@@ -10,7 +10,6 @@
 
 #include <atomic>
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -47,18 +46,14 @@ class SimulatedSystemLog final : public SystemLog {
  private:
   using Records = Synchronised<std::vector<Record>>;
 
-  class Log final : public OSLog {
-   public:
-    Log(std::shared_ptr<Records> records, std::string subsystem, std::string category)
-        : records_(std::move(records)), subsystem_(std::move(subsystem)), category_(std::move(category)) {}
+  struct Log final : OSLog {
+    Log(std::shared_ptr<Records> into, std::string subsystem, std::string category)
+        : records(std::move(into)), from(std::move(subsystem), std::move(category)) {}
     void os_log(os_log_type_t type, const std::string& text) override {
-      records_->with([&](auto& records) { records.push_back({subsystem_, category_, type, text}); });
+      records->with([&](auto& all) { all.push_back({from.first, from.second, type, text}); });
     }
-
-   private:
-    std::shared_ptr<Records> records_;
-    std::string subsystem_;
-    std::string category_;
+    std::shared_ptr<Records> records;
+    std::pair<std::string, std::string> from;
   };
 
   std::shared_ptr<Records> records_ = std::make_shared<Records>();
@@ -67,36 +62,26 @@ class SimulatedSystemLog final : public SystemLog {
 
 class SimulatedUserDefaults final : public UserDefaults {
  public:
-  [[nodiscard]] bool boolForKey(const std::string& key) override {
-    return set_.with([&](const auto& set) { return set.contains(key); });
-  }
+  [[nodiscard]] bool boolForKey(const std::string& key) override { return values_.copy()[key]; }
   void set(const std::string& key, bool value) {
-    set_.with([&](auto& set) { value ? void(set.insert(key)) : void(set.erase(key)); });
+    values_.with([&](auto& values) { values[key] = value; });
   }
 
  private:
-  Synchronised<std::set<std::string>> set_;
+  Synchronised<std::map<std::string, bool>> values_;
 };
 
+/// No files; no information unless the test says otherwise.
 class SimulatedBundle final : public Bundle {
  public:
   [[nodiscard]] std::optional<Dictionary> infoDictionary() override { return info_.copy(); }
-  [[nodiscard]] std::optional<std::string> pathForResource(const std::string& name) override {
-    return resources_.with([&](const auto& resources) {
-      const auto found = resources.find(name);
-      return found == resources.end() ? std::nullopt : std::optional(found->second);
-    });
-  }
+  [[nodiscard]] std::optional<std::string> pathForResource(const std::string&) override { return {}; }
   void setInfoDictionary(std::optional<Dictionary> info) {
     info_.with([&](auto& current) { current = std::move(info); });
-  }
-  void addResource(const std::string& name, const std::string& path) {
-    resources_.with([&](auto& resources) { resources[name] = path; });
   }
 
  private:
   Synchronised<std::optional<Dictionary>> info_;
-  Synchronised<std::map<std::string, std::string>> resources_;
 };
 
 /// 14.0 unless the test says otherwise.

@@ -5,6 +5,7 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -25,7 +26,14 @@ bool addTo(int epoll, int fd) {
   return ::epoll_ctl(epoll, EPOLL_CTL_ADD, fd, &event) == 0 || errno == EEXIST;
 }
 
-/// Takes the count of an event or timer descriptor, so that it is no longer readable.
+/// Makes an event descriptor readable.
+void makeReadable(int fd) {
+  const std::uint64_t one = 1;
+  while (::write(fd, &one, sizeof one) < 0 && errno == EINTR) {
+  }
+}
+
+/// Takes an event descriptor's count, so that it is no longer readable.
 void drain(int fd) {
   std::uint64_t count = 0;
   while (::read(fd, &count, sizeof count) < 0 && errno == EINTR) {
@@ -79,16 +87,19 @@ bool EventLoop::isMainThread() const {
 
 void EventLoop::run() {
   if (!isMainThread()) return;
+  {
+    const std::lock_guard lock(mutex_);
+    runs_ += 1;
+    updateWake();
+  }
   while (!takeStop()) turn(Wait::yes);
-  // The stop's signal, when nothing else is behind it.
-  const std::lock_guard lock(mutex_);
-  if (blocks_.empty() && stops_ == 0) drain(wake_.get());
 }
 
 void EventLoop::stop() {
   settleMainThread();
-  stops_ += 1;
-  signal();
+  const std::lock_guard lock(mutex_);
+  stops_ = std::min(stops_ + 1, std::max(runs_, 1));
+  updateWake();
 }
 
 int EventLoop::fileDescriptor() const {
@@ -102,12 +113,9 @@ void EventLoop::dispatchPending() {
 
 void EventLoop::async(std::function<void()> block) {
   settleMainThread();
-  {
-    const std::lock_guard lock(mutex_);
-    blocks_.push_back(std::move(block));
-    if (blocks_.size() > 1) return;
-  }
-  signal();
+  const std::lock_guard lock(mutex_);
+  blocks_.push_back(std::move(block));
+  updateWake();
 }
 
 void EventLoop::after(double seconds, std::function<void()> block) {
@@ -125,7 +133,7 @@ TimerClock::Token EventLoop::start(double delay, double interval, double leeway,
 }
 
 void EventLoop::stop(Token token) {
-  TimerHeap::Function released;
+  TimerTable::Function released;
   const std::lock_guard lock(mutex_);
   released = timers_.remove(token);
   armTimer();
@@ -140,12 +148,9 @@ void EventLoop::turn(Wait wait) {
   bool timersDue = cannotWait;
   for (int i = 0; i < count; ++i) {
     const int fd = events[static_cast<std::size_t>(i)].data.fd;
-    if (fd == wake_.get()) {
-      drain(fd);
-    } else if (fd == timer_.get()) {
-      drain(fd);
+    if (fd == timer_.get()) {
       timersDue = true;
-    } else {
+    } else if (fd != wake_.get()) {
       serve(fd);
     }
   }
@@ -165,13 +170,15 @@ void EventLoop::serve(int fd) {
 }
 
 void EventLoop::fireTimers() {
-  std::vector<TimerHeap::Function> due;
-  {
-    const std::lock_guard lock(mutex_);
-    due = timers_.takeDue(std::chrono::steady_clock::now());
-    armTimer();
-  }
-  for (const auto& fired : due) callSafely(trouble_, "A timer", fired);
+  const auto now = std::chrono::steady_clock::now();
+  while (const auto fired = takeTimer(now)) callSafely(trouble_, "A timer", *fired);
+}
+
+std::optional<TimerTable::Function> EventLoop::takeTimer(TimerTable::Time now) {
+  const std::lock_guard lock(mutex_);
+  auto due = timers_.takeDue(now);
+  armTimer();
+  return due;
 }
 
 void EventLoop::runBlocks(Wait wait) {
@@ -180,24 +187,39 @@ void EventLoop::runBlocks(Wait wait) {
     const std::lock_guard lock(mutex_);
     ready = blocks_.size();
   }
-  for (; ready > 0 && (wait == Wait::no || stops_ == 0); --ready) {
-    Handler block;
-    {
-      // A nested turn may have taken some.
-      const std::lock_guard lock(mutex_);
-      if (blocks_.empty()) return;
-      block = std::move(blocks_.front());
-      blocks_.pop_front();
-    }
-    callSafely(trouble_, "A block on the main queue", block);
+  for (; ready > 0; --ready) {
+    const std::optional<Handler> block = takeBlock(wait);
+    if (!block) return;
+    callSafely(trouble_, "A block on the main queue", *block);
   }
-  const std::lock_guard lock(mutex_);
-  if (!blocks_.empty()) signal();
 }
 
-void EventLoop::signal() {
-  const std::uint64_t one = 1;
-  while (::write(wake_.get(), &one, sizeof one) < 0 && errno == EINTR) {
+std::optional<EventLoop::Handler> EventLoop::takeBlock(Wait wait) {
+  const std::lock_guard lock(mutex_);
+  // A nested turn may have taken some.
+  if (blocks_.empty() || (wait == Wait::yes && stops_ > 0)) return std::nullopt;
+  std::optional<Handler> block(std::move(blocks_.front()));
+  blocks_.pop_front();
+  updateWake();
+  return block;
+}
+
+bool EventLoop::takeStop() {
+  const std::lock_guard lock(mutex_);
+  if (stops_ == 0) return false;
+  stops_ -= 1;
+  runs_ -= 1;
+  updateWake();
+  return true;
+}
+
+void EventLoop::updateWake() {
+  const bool isWanted = !blocks_.empty() || (stops_ > 0 && runs_ > 0);
+  if (std::exchange(isWakeSet_, isWanted) == isWanted) return;
+  if (isWanted) {
+    makeReadable(wake_.get());
+  } else {
+    drain(wake_.get());
   }
 }
 
@@ -209,14 +231,6 @@ void EventLoop::armTimer() {
     when.it_value.tv_nsec = static_cast<long>(time.count() % 1'000'000'000);
   }
   ::timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &when, nullptr);
-}
-
-bool EventLoop::takeStop() {
-  int stops = stops_;
-  while (stops > 0) {
-    if (stops_.compare_exchange_weak(stops, stops - 1)) return true;
-  }
-  return false;
 }
 
 }  // namespace QelUtilVideo

@@ -2,7 +2,7 @@
 
 #include "platform/CallSafely.h"
 #include "platform/TimerSource.h"
-#include "platform/linux/core/TimerHeap.h"
+#include "platform/linux/core/TimerTable.h"
 #include "platform/linux/core/UniqueFD.h"
 
 #include <QelUtilVideo/platform/MainLoop.h>
@@ -60,24 +60,30 @@ class EventLoop final : public MainLoop, public TimerClock {
   void turn(Wait wait);
   void serve(int fd);
   void fireTimers();
+  std::optional<TimerTable::Function> takeTimer(TimerTable::Time now);
   void runBlocks(Wait wait);
-  void signal();
-  void armTimer();  ///< under the lock
+  std::optional<Handler> takeBlock(Wait wait);
+  /// Ends the innermost run if it was asked to end.
   bool takeStop();
+  // Under the lock, after each change of what they follow.
+  void updateWake();
+  void armTimer();
 
   TroubleHandler trouble_;
   UniqueFD epoll_;
-  UniqueFD wake_;   ///< an event counter above 0 while there are blocks, or a stop to notice
+  UniqueFD wake_;   ///< readable exactly while there are blocks, or a stop that a run has to notice
   UniqueFD timer_;  ///< readable while a timer is due
 
   mutable std::atomic<bool> settled_{false};
   std::atomic<std::thread::id> boundThread_{};
-  std::atomic<int> stops_{0};
 
   std::mutex mutex_;
+  int runs_ = 0;   ///< calls of `run` under way, one inside the other
+  int stops_ = 0;  ///< asked for and not taken, at most one for each run, or one for the next
+  bool isWakeSet_ = false;
   std::deque<Handler> blocks_;
   std::map<int, std::shared_ptr<const Handler>> watched_;
-  TimerHeap timers_;
+  TimerTable timers_;
 };
 
 }  // namespace QelUtilVideo

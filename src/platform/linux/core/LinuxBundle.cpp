@@ -2,10 +2,11 @@
 
 #include "platform/linux/core/JsonFile.h"
 
-#include <dlfcn.h>
-
 #include <cstdint>
+#include <fstream>
 #include <limits>
+#include <sstream>
+#include <string>
 #include <system_error>
 #include <utility>
 
@@ -18,11 +19,23 @@ std::filesystem::path folderOf(const std::filesystem::path& file) {
   return error ? std::filesystem::path() : whole.parent_path();
 }
 
-/// The folder of the file that holds this function: the shared library, or a program.
+/// The folder of the file that holds this function: the shared library, or a program. The loader knows it
+/// too, but by the name it was given, which may be relative to a folder that was current then.
 std::filesystem::path codeFolder() {
-  Dl_info info{};
-  if (::dladdr(reinterpret_cast<const void*>(&codeFolder), &info) == 0 || !info.dli_fname) return {};
-  return folderOf(info.dli_fname);
+  const auto here = reinterpret_cast<std::uintptr_t>(&codeFolder);
+  std::ifstream mappings("/proc/self/maps");
+  for (std::string line; std::getline(mappings, line);) {
+    // "BEGIN-END PERMISSIONS OFFSET DEVICE INODE FILE", the addresses in hexadecimal
+    std::istringstream fields(line);
+    std::uintptr_t begin = 0;
+    std::uintptr_t end = 0;
+    char dash = 0;
+    fields >> std::hex >> begin >> dash >> end;
+    if (here < begin || here >= end) continue;
+    const auto file = line.find('/');
+    return file == std::string::npos ? std::filesystem::path() : folderOf(line.substr(file));
+  }
+  return {};
 }
 
 std::vector<std::filesystem::path> standardFolders() {

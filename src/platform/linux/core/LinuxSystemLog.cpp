@@ -7,9 +7,12 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -34,10 +37,11 @@ constexpr int priority(os_log_type_t type) {
 
 std::string_view shortened(std::string_view text) {
   if (text.size() <= longestText) return text;
-  std::size_t length = longestText;
-  // Not in the middle of a UTF-8 character.
-  while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) --length;
-  return text.substr(0, length);
+  // Not in the middle of a UTF-8 character; what is none after three bytes is not UTF-8.
+  for (std::size_t length = longestText; length >= longestText - 3; --length) {
+    if ((static_cast<unsigned char>(text[length]) & 0xC0) != 0x80) return text.substr(0, length);
+  }
+  return text.substr(0, longestText);
 }
 
 /// A field of a journal record; values with line feeds carry their length in 64 bits, lowest byte first.
@@ -88,7 +92,8 @@ class LinuxSystemLog::Sender {
     if (sendTo(journalSocket_, record) == Sent::noReader) {
       constexpr int userFacility = 1 << 3;
       sendTo(syslogSocket_, "<" + std::to_string(userFacility | priority(type)) + ">" + timeOfDay() + " " +
-                                identifier + "[" + std::to_string(::getpid()) + "]: " + std::string(text));
+                                identifier + "/" + category + "[" + std::to_string(::getpid()) +
+                                "]: " + std::string(text));
     }
   }
 
@@ -118,7 +123,9 @@ class LinuxSystemLog::Log final : public OSLog {
       : sender_(std::move(sender)), subsystem_(std::move(subsystem)), category_(std::move(category)) {}
 
   void os_log(os_log_type_t type, const std::string& text) override {
+    const int callersError = errno;
     sender_->send(subsystem_, category_, type, shortened(text));
+    errno = callersError;
   }
 
  private:

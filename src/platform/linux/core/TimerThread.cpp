@@ -1,12 +1,12 @@
 #include "platform/linux/core/TimerThread.h"
 
-#include "platform/linux/core/TimerHeap.h"
+#include "platform/linux/core/TimerTable.h"
 #include "platform/linux/core/WorkerPool.h"
 
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <utility>
-#include <vector>
 
 namespace QelUtilVideo {
 
@@ -25,14 +25,14 @@ class TimerThread::State : public std::enable_shared_from_this<State> {
   }
 
   void stop(Token token) {
-    TimerHeap::Function released;
+    TimerTable::Function released;
     const std::lock_guard lock(mutex_);
     released = timers_.remove(token);
     changed_.notify_one();
   }
 
   void stopAll() {
-    TimerHeap released;
+    TimerTable released;
     const std::lock_guard lock(mutex_);
     std::swap(released, timers_);
     changed_.notify_one();
@@ -42,23 +42,31 @@ class TimerThread::State : public std::enable_shared_from_this<State> {
   void run() {
     std::unique_lock lock(mutex_);
     while (const auto wake = timers_.wakeTime()) {
-      if (std::chrono::steady_clock::now() < *wake) {
+      const auto now = std::chrono::steady_clock::now();
+      if (now < *wake) {
         changed_.wait_until(lock, *wake);
-        continue;
+      } else {
+        fireDue(lock, now);
       }
-      const std::vector<TimerHeap::Function> due = timers_.takeDue(std::chrono::steady_clock::now());
-      lock.unlock();
-      for (const auto& fired : due) callSafely(trouble_, "A timer", fired);
-      lock.lock();
     }
     running_ = false;
+  }
+
+  /// Takes and leaves the lock locked; functions are called and let go of without it.
+  void fireDue(std::unique_lock<std::mutex>& lock, TimerTable::Time now) {
+    while (std::optional<TimerTable::Function> fired = timers_.takeDue(now)) {
+      lock.unlock();
+      callSafely(trouble_, "A timer", *fired);
+      fired.reset();
+      lock.lock();
+    }
   }
 
   const TroubleHandler trouble_;
   WorkerPool pool_;  ///< its one thread is the timers' own, so that no busy queue delays them
   std::mutex mutex_;
   std::condition_variable changed_;
-  TimerHeap timers_;
+  TimerTable timers_;
   bool running_ = false;
 };
 

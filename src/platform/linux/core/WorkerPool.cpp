@@ -1,11 +1,12 @@
 #include "platform/linux/core/WorkerPool.h"
 
+#include "platform/linux/core/SignalsBlocked.h"
+
 #include <pthread.h>
 
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
-#include <csignal>
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -20,22 +21,6 @@ using namespace std::chrono_literals;
 
 constexpr auto idleTime = 5s;     ///< how long a thread without a task stays
 constexpr auto stallTime = 10ms;  ///< how long waiting tasks see no progress before a thread is added
-
-/// Signals are for the host's own threads.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
- private:
-  sigset_t before_;
-};
 
 }  // namespace
 

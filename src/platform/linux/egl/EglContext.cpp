@@ -1,5 +1,7 @@
 #include "platform/linux/egl/EglContext.h"
 
+#include "platform/linux/egl/FreshThread.h"
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -15,6 +17,12 @@ int sideInPixels(double side) {
   return std::isfinite(side) ? static_cast<int>(std::clamp(side, 1.0, largest)) : 1;
 }
 
+/// Whether a context that could not be made current for this reason never will be.
+bool isLoss(EGLint error) {
+  return error == EGL_CONTEXT_LOST || error == EGL_BAD_CONTEXT || error == EGL_BAD_DISPLAY ||
+         error == EGL_NOT_INITIALIZED;
+}
+
 }  // namespace
 
 EglContext::EglContext(std::shared_ptr<const EglDisplay> display, EglContextHandle context,
@@ -28,9 +36,11 @@ bool EglContext::isAnyCurrent() { return currentContext != nullptr; }
 
 CGLContextObj EglContext::cglContextObj() { return lost_ ? nullptr : this; }
 
-void EglContext::makeCurrentContext() {
+bool EglContext::makeCurrentContext() {
   const std::lock_guard guard(mutex_);
-  if (makeCurrent()) surface_->bind(size_.copy());
+  if (!makeCurrent()) return false;
+  surface_->bind(size_.copy());
+  return true;
 }
 
 void EglContext::flushBuffer() {
@@ -48,10 +58,12 @@ void EglContext::setSurfaceSize(CGSize pixels) {
 }
 
 CGImageRef EglContext::copyPresentedImage() {
-  lock();
-  CGImageRef image = makeCurrent() ? surface_->copyPresented() : nullptr;
-  unlock();
-  return image;
+  const auto copy = [this] {
+    const std::lock_guard guard(*this);
+    return makeCurrent() ? surface_->copyPresented() : nullptr;
+  };
+  if (lost_) return nullptr;
+  return owner_ == std::this_thread::get_id() ? copy() : onFreshThread(copy);
 }
 
 void EglContext::lock() {
@@ -65,7 +77,7 @@ void EglContext::unlock() {
   depth_ -= 1;
   if (depth_ == 0) {
     owner_ = std::thread::id();
-    if (const auto before = std::move(before_); before && isCurrent()) {
+    if (const auto before = std::exchange(before_, std::nullopt); before && isCurrent()) {
       before->binding.restore(display_->get());
       currentContext = before->context;
     }
@@ -77,17 +89,26 @@ bool EglContext::makeCurrent() {
   if (isCurrent()) return true;
   // Without the lock nobody would release it again.
   if (lost_ || depth_ == 0) return false;
-  if (!before_) before_ = std::make_unique<const Before>(Before{EglBinding::current(), currentContext});
+  const Before before{EglBinding::current(), currentContext};
   eglBindAPI(EGL_OPENGL_API);
   const EGLSurface surface = surface_->eglSurface();
   if (eglMakeCurrent(display_->get(), surface, surface, context_.get())) {
+    if (!before_) before_ = before;
     currentContext = this;
+    refused_ = false;
     return true;
   }
-  const std::string reason = eglErrorName(eglGetError());
-  if (!lost_.exchange(true) && trouble_) trouble_("An OpenGL context is lost: " + reason);
-  std::exchange(before_, nullptr)->binding.restore(display_->get());
+  const EGLint error = eglGetError();
+  before.binding.restore(display_->get());
+  reportRefusal(error);
   return false;
+}
+
+void EglContext::reportRefusal(EGLint error) {
+  const bool lost = isLoss(error);
+  const bool isNews = lost ? !lost_.exchange(true) : !std::exchange(refused_, true);
+  if (!isNews || !trouble_) return;
+  trouble_((lost ? "An OpenGL context is lost: " : "An OpenGL context is refused: ") + eglErrorName(error));
 }
 
 bool EglContext::isCurrent() const { return currentContext == this; }

@@ -10,12 +10,14 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 namespace QelUtilVideo {
 
 /// A context of EGL's with its surface and its lock. What a thread had current before comes back with
-/// the last unlock. A context that cannot be made current any more is lost for good.
+/// the last unlock. A context that the driver has given up is lost for good; one that is refused because
+/// of the thread or for want of memory may be had later.
 class EglContext final : public NSOpenGLContext, public CGLContext {
  public:
   EglContext(std::shared_ptr<const EglDisplay> display, EglContextHandle context,
@@ -26,7 +28,7 @@ class EglContext final : public NSOpenGLContext, public CGLContext {
 
   // NSOpenGLContext
   [[nodiscard]] CGLContextObj cglContextObj() override;
-  void makeCurrentContext() override;
+  bool makeCurrentContext() override;
   void flushBuffer() override;
   void setValues(std::int32_t value, std::int32_t parameter) override;
   /// Sides that are not finite or below 1 count as 1.
@@ -45,19 +47,21 @@ class EglContext final : public NSOpenGLContext, public CGLContext {
   };
 
   [[nodiscard]] bool makeCurrent();
+  void reportRefusal(EGLint error);
   [[nodiscard]] bool isCurrent() const;
 
   const std::shared_ptr<const EglDisplay> display_;
   const EglContextHandle context_;
   const TroubleHandler trouble_;
   std::atomic<bool> lost_ = false;
+  bool refused_ = false;  ///< the last attempt to make it current failed
   Synchronised<Surface::Size> size_;
 
   std::recursive_mutex mutex_;
   std::atomic<std::thread::id> owner_;
   int depth_ = 0;
   std::unique_ptr<Surface> surface_;
-  std::unique_ptr<const Before> before_;
+  std::optional<Before> before_;
 };
 
 }  // namespace QelUtilVideo

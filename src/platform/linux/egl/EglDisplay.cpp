@@ -1,7 +1,9 @@
 #include "platform/linux/egl/EglDisplay.h"
 
 #include "platform/linux/egl/EglBinding.h"
+#include "platform/linux/egl/FreshThread.h"
 
+#include <dlfcn.h>
 #include <epoxy/gl.h>
 
 #include <array>
@@ -115,6 +117,32 @@ Attempt tryOpen(EGLDisplay display) {
   return {std::move(opened), software, {}};
 }
 
+/// The first display that draws on hardware, else the first that draws.
+std::shared_ptr<const EglDisplay> openBest(std::string& reasons) {
+  const auto tryCandidate = [&](const Candidate& candidate) {
+    Attempt attempt = tryOpen(candidate.display);
+    if (!attempt.display) reasons += (reasons.empty() ? "" : "; ") + candidate.name + ": " + attempt.reason;
+    return attempt;
+  };
+  std::shared_ptr<const EglDisplay> software;
+  for (const Candidate& candidate : candidates()) {
+    Attempt attempt = tryCandidate(candidate);
+    if (attempt.display && !attempt.software) return attempt.display;
+    if (!software) software = std::move(attempt.display);
+  }
+  // Last, since it connects to a display server where there is one.
+  return software ? software : tryCandidate({"default display", eglGetDisplay(EGL_DEFAULT_DISPLAY)}).display;
+}
+
+/// Whether there is a library to look OpenGL's functions up in; either will do.
+bool hasOpenGLFunctions() {
+  struct Close {
+    void operator()(void* library) const { dlclose(library); }
+  };
+  using Library = std::unique_ptr<void, Close>;
+  return Library(dlopen("libOpenGL.so.0", RTLD_LAZY)) || Library(dlopen("libGL.so.1", RTLD_LAZY));
+}
+
 }  // namespace
 
 EglContextHandle::EglContextHandle(EglContextHandle&& other) noexcept
@@ -136,19 +164,11 @@ std::shared_ptr<const EglDisplay> EglDisplay::open(std::string& reasons) {
     reasons = "libEGL is not installed";
     return nullptr;
   }
-  const auto tryCandidate = [&](const Candidate& candidate) {
-    Attempt attempt = tryOpen(candidate.display);
-    if (!attempt.display) reasons += (reasons.empty() ? "" : "; ") + candidate.name + ": " + attempt.reason;
-    return attempt;
-  };
-  std::shared_ptr<const EglDisplay> software;
-  for (const Candidate& candidate : candidates()) {
-    Attempt attempt = tryCandidate(candidate);
-    if (attempt.display && !attempt.software) return attempt.display;
-    if (!software) software = std::move(attempt.display);
+  if (!hasOpenGLFunctions()) {
+    reasons = "neither libOpenGL nor libGL is installed";
+    return nullptr;
   }
-  // Last, since it connects to a display server where there is one.
-  return software ? software : tryCandidate({"default display", eglGetDisplay(EGL_DEFAULT_DISPLAY)}).display;
+  return onFreshThread([&] { return openBest(reasons); });
 }
 
 EglContextHandle EglDisplay::makeContext() const {

@@ -14,7 +14,8 @@ class EglDisplay;
 /// looked for when the first context is asked for, and again each time while there is none.
 class EglOpenGL final : public OpenGL {
  public:
-  /// `trouble` is called on any thread: once when there is no driver, once per context that is lost.
+  /// `trouble` is called on any thread: once when there is no driver, once per context that is lost,
+  /// once each time that one begins to be refused.
   explicit EglOpenGL(TroubleHandler trouble);
   ~EglOpenGL() override;
 

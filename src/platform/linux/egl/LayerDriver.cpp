@@ -1,9 +1,9 @@
 #include "platform/linux/egl/LayerDriver.h"
 
 #include "platform/NSOpenGLLayer.h"
+#include "platform/linux/core/SignalsBlocked.h"
 
 #include <pthread.h>
-#include <signal.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -71,22 +71,6 @@ class ExitGate {
 
 thread_local bool ExitGate::isInside_ = false;
 
-/// Keeps signals away from threads made while it lives: they are for the host's own.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
- private:
-  sigset_t before_{};
-};
-
 double mediaTime(Clock::time_point time) {
   return std::chrono::duration<double>(time.time_since_epoch()).count();
 }
@@ -103,7 +87,8 @@ class LayerDriver::Loop {
     auto deadline = Clock::now();
     while (waitUntil(deadline)) {
       const double displayTime = mediaTime(deadline + refreshPeriod);
-      bool goesOn = false;
+      // A refresh that throws says nothing about the layer, and the next may fare better.
+      bool goesOn = true;
       const bool open = ExitGate::instance().pass(
           [&] { callSafely(trouble_, "A layer's refresh", [&] { goesOn = refresh(displayTime); }); });
       if (!open || !goesOn) return;

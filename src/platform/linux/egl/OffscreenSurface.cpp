@@ -122,6 +122,7 @@ CGImageRef OffscreenSurface::copyPresented() {
   layout.width = static_cast<std::size_t>(front_.size.width);
   layout.height = static_cast<std::size_t>(front_.size.height);
   layout.bytesPerRow = layout.width * 4;
+  layout.bitmapInfo = static_cast<std::uint32_t>(CGImageAlphaInfo::first) | kCGBitmapByteOrder32Little;
   auto bytes = makeHeapBytes(layout.bytesPerRow * layout.height);
   if (!bytes) return nullptr;
 

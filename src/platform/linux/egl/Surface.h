@@ -23,7 +23,8 @@ class Surface {
   virtual void bind(Size size) = 0;
   /// Shows what was drawn; what is drawn next does not show until then.
   virtual void present() = 0;
-  /// What was presented last, first row at the top; null before that. Leaves all state as it is.
+  /// What was presented last, first row at the top, colours not multiplied by alpha; null before that.
+  /// Leaves all state as it is.
   [[nodiscard]] virtual CGImageRef copyPresented() = 0;
   /// How many refreshes of the screen a presentation waits for, where there is a screen.
   virtual void setSwapInterval(int interval) = 0;

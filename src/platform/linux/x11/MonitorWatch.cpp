@@ -61,7 +61,8 @@ void MonitorWatch::begin() {
   connection_->addSink(weak_from_this());
   // Asked for first, so that no change falls between the list and the watch.
   watchMonitors(*connection_);
-  reported_ = current()->monitors;
+  (void)current();
+  (void)takeUnreported();
   loop_.watch(connection_->fileDescriptor(), [weak = weak_from_this()] {
     if (const auto watch = weak.lock()) watch->serveConnection();
   });
@@ -92,6 +93,7 @@ std::shared_ptr<const MonitorWatch::Arrangement> MonitorWatch::current() {
   const bool isSame = listed->monitors == arrangement_->monitors;
   listed->screens = isSame ? arrangement_->screens : screensOf(listed->monitors);
   arrangement_ = std::move(listed);
+  isUnreported_ = isUnreported_ || arrangement_->monitors != reported_;
   return arrangement_;
 }
 
@@ -127,13 +129,14 @@ void MonitorWatch::noteChange() {
 
 void MonitorWatch::settle() {
   if (const std::optional<Seconds> delay = timeToSettle()) return startTimer(*delay);
-  const std::vector<Monitor> monitors = current()->monitors;
-  {
-    const std::lock_guard lock(mutex_);
-    if (isStopped_ || monitors == reported_) return;
-    reported_ = monitors;
-  }
-  changed_();
+  (void)current();
+  if (takeUnreported()) changed_();
+}
+
+bool MonitorWatch::takeUnreported() {
+  const std::lock_guard lock(mutex_);
+  reported_ = arrangement_->monitors;
+  return std::exchange(isUnreported_, false) && !isStopped_;
 }
 
 std::optional<Seconds> MonitorWatch::timeToSettle() {

@@ -53,6 +53,8 @@ class MonitorWatch : public X11EventSink, public std::enable_shared_from_this<Mo
   void serveConnection();
   void noteChange();
   void settle();
+  /// Whether anybody was handed an arrangement other than the reported one; reports the last one.
+  bool takeUnreported();
   /// How long to wait still; absent when the burst is over.
   std::optional<std::chrono::duration<double>> timeToSettle();
   void startTimer(std::chrono::duration<double> delay);
@@ -66,6 +68,7 @@ class MonitorWatch : public X11EventSink, public std::enable_shared_from_this<Mo
   std::uint64_t generation_ = 1;  ///< grows with every change
   std::shared_ptr<const Arrangement> arrangement_ = std::make_shared<Arrangement>();
   std::vector<Monitor> reported_;  ///< what the last call of `changed_` was about
+  bool isUnreported_ = false;      ///< something else than that was handed out since
   bool isSettling_ = false;
   bool isLost_ = false;
   bool isStopped_ = false;

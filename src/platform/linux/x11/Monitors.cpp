@@ -13,20 +13,19 @@ using Use = X11Connection::Use;
 /// XIDs use 29 bits, so that a name with this bit set is the ID of no output.
 constexpr std::uint32_t kNameInsteadOfOutput = 0x80000000;
 
+using Resources = XcbReply<xcb_randr_get_screen_resources_current_reply_t>;
+
+Resources currentResources(const X11Connection& connection, const Use& use) {
+  return use.reply(xcb_randr_get_screen_resources_current(use, connection.root()),
+                   xcb_randr_get_screen_resources_current_reply);
+}
+
 /// What the server tells about modes, kept for the refresh rates.
 class Modes {
  public:
-  explicit Modes(const X11Connection& connection, const Use& use) {
-    current_ = use.reply(xcb_randr_get_screen_resources_current(use, connection.root()),
-                         xcb_randr_get_screen_resources_current_reply);
-    if (current_ && current_->num_outputs > 0) {
-      modes_ = {xcb_randr_get_screen_resources_current_modes(current_.get()), current_->num_modes};
-      return;
-    }
-    // Some servers know their current resources only after the full question, which probes the outputs.
-    full_ = use.reply(xcb_randr_get_screen_resources(use, connection.root()),
-                      xcb_randr_get_screen_resources_reply);
-    if (full_) modes_ = {xcb_randr_get_screen_resources_modes(full_.get()), full_->num_modes};
+  Modes(const X11Connection& connection, const Use& use) : resources_(currentResources(connection, use)) {
+    if (!resources_) return;
+    modes_ = {xcb_randr_get_screen_resources_current_modes(resources_.get()), resources_->num_modes};
   }
 
   double refreshRate(xcb_randr_mode_t id) const {
@@ -40,8 +39,7 @@ class Modes {
   }
 
  private:
-  XcbReply<xcb_randr_get_screen_resources_current_reply_t> current_;
-  XcbReply<xcb_randr_get_screen_resources_reply_t> full_;
+  Resources resources_;
   std::span<const xcb_randr_mode_info_t> modes_;
 };
 
@@ -91,6 +89,15 @@ Monitor describe(const X11Connection& connection, const Use& use, const Modes& m
   return monitor;
 }
 
+/// Some servers know their current resources only after the full question, which takes long where it asks
+/// the displays themselves.
+void probeUnknownOutputs(const X11Connection& connection, const Use& use) {
+  const Resources known = currentResources(connection, use);
+  if (known && known->num_outputs > 0) return;
+  (void)use.reply(xcb_randr_get_screen_resources(use, connection.root()),
+                  xcb_randr_get_screen_resources_reply);
+}
+
 std::vector<Monitor> wholeRoot(const X11Connection& connection, const Use& use) {
   const auto root = use.reply(xcb_get_geometry(use, connection.root()), xcb_get_geometry_reply);
   if (!root) return {};
@@ -131,6 +138,7 @@ void watchMonitors(X11Connection& connection) {
     xcb_randr_select_input(use, connection.root(),
                            XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
                                XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE | XCB_RANDR_NOTIFY_MASK_OUTPUT_PROPERTY);
+    probeUnknownOutputs(connection, use);
   }
   xcb_flush(use);
 }

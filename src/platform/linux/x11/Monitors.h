@@ -31,7 +31,8 @@ struct Monitor {
 /// that knows no monitors has one that is its root window. Empty after a loss of the connection.
 [[nodiscard]] std::vector<Monitor> listMonitors(X11Connection& connection);
 
-/// Asks the server to report every change of what `listMonitors` answers.
+/// Asks the server to report every change of what `listMonitors` answers, and to look for outputs where
+/// it knows none yet. Once for a connection, before the first list.
 void watchMonitors(X11Connection& connection);
 
 /// Whether the event says that monitors may have changed.

@@ -61,25 +61,26 @@ class Component {
   std::vector<std::uint32_t> values_;
 };
 
-template <class Word>
-Word wordAt(const std::byte* bytes, bool isSwapped) {
-  std::array<std::byte, sizeof(Word)> copy;
-  std::memcpy(copy.data(), bytes, sizeof(Word));
-  if (isSwapped) std::ranges::reverse(copy);
-  return std::bit_cast<Word>(copy);
+template <std::size_t size>
+std::uint32_t pixelAt(const std::byte* bytes, bool isSwapped) {
+  static_assert(std::endian::native == std::endian::little);
+  std::array<std::byte, sizeof(std::uint32_t)> word{};
+  std::memcpy(word.data(), bytes, size);
+  if (isSwapped) std::reverse(word.begin(), word.begin() + size);
+  return std::bit_cast<std::uint32_t>(word);
 }
 
-template <class Word>
-void convertWords(const X11PixelFormat& format, const std::byte* source, std::size_t width,
-                  std::size_t height, std::byte* target) {
+template <std::size_t size>
+void convertPixels(const X11PixelFormat& format, const std::byte* source, std::size_t width,
+                   std::size_t height, std::byte* target) {
   const Component red(format.redMask, 16);
   const Component green(format.greenMask, 8);
   const Component blue(format.blueMask, 0);
   const std::size_t bytesPerRow = format.bytesPerRow(width);
   for (std::size_t y = 0; y < height; ++y) {
     const std::byte* pixel = source + y * bytesPerRow;
-    for (std::size_t x = 0; x < width; ++x, pixel += sizeof(Word), target += sizeof(std::uint32_t)) {
-      const std::uint32_t word = wordAt<Word>(pixel, format.isSwapped);
+    for (std::size_t x = 0; x < width; ++x, pixel += size, target += sizeof(std::uint32_t)) {
+      const std::uint32_t word = pixelAt<size>(pixel, format.isSwapped);
       const std::uint32_t usual = kOpaque | red.of(word) | green.of(word) | blue.of(word);
       std::memcpy(target, &usual, sizeof usual);
     }
@@ -119,15 +120,19 @@ std::optional<X11PixelFormat> X11PixelFormat::of(const X11Connection& connection
 bool convertToUsual(const X11PixelFormat& format, const std::byte* source, std::size_t width,
                     std::size_t height, std::byte* target) {
   if (format.model != CGColorSpaceModel::rgb) return false;
-  if (format.bitsPerPixel == 16) {
-    convertWords<std::uint16_t>(format, source, width, height, target);
-    return true;
+  switch (format.bitsPerPixel) {
+    case 16:
+      convertPixels<2>(format, source, width, height, target);
+      return true;
+    case 24:
+      convertPixels<3>(format, source, width, height, target);
+      return true;
+    case 32:
+      convertPixels<4>(format, source, width, height, target);
+      return true;
+    default:
+      return false;
   }
-  if (format.bitsPerPixel == 32) {
-    convertWords<std::uint32_t>(format, source, width, height, target);
-    return true;
-  }
-  return false;
 }
 
 }  // namespace QelUtilVideo

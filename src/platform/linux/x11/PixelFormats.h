@@ -31,7 +31,7 @@ struct X11PixelFormat {
                                           xcb_visualid_t visual);
 };
 
-/// Converts RGB pixels of 16 or 32 bits into the library's usual picture, opaque, rows without gaps.
+/// Converts RGB pixels of 16, 24 or 32 bits into the library's usual picture, opaque, rows without gaps.
 /// False for other formats.
 [[nodiscard]] bool convertToUsual(const X11PixelFormat& format, const std::byte* source, std::size_t width,
                                   std::size_t height, std::byte* target);

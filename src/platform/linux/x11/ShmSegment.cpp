@@ -50,8 +50,10 @@ std::unique_ptr<ShmSegment> ShmSegment::make(const std::shared_ptr<X11Connection
 std::unique_ptr<ShmSegment> ShmSegment::makeByDescriptor(const std::shared_ptr<X11Connection>& connection,
                                                          std::size_t size) {
   if (!connection->hasDescriptorPassing()) return nullptr;
-  UniqueFD file(::memfd_create("QelUtilVideo", MFD_CLOEXEC));
+  UniqueFD file(::memfd_create("QelUtilVideo", MFD_CLOEXEC | MFD_ALLOW_SEALING));
   if (!file || ::ftruncate(file.get(), static_cast<off_t>(size)) != 0) return nullptr;
+  // Whoever else has the file must not cut it short: reading beyond its end is a bus error.
+  if (::fcntl(file.get(), F_ADD_SEALS, F_SEAL_SHRINK) != 0) return nullptr;
   void* mapped = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
   if (mapped == MAP_FAILED) return nullptr;
   Memory memory(static_cast<std::byte*>(mapped), [size](std::byte* bytes) { ::munmap(bytes, size); });

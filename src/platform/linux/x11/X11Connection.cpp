@@ -53,6 +53,7 @@ X11Connection::~X11Connection() = default;
 
 void X11Connection::queryExtensions() {
   constexpr std::string_view kEdid = "EDID";
+  constexpr std::string_view kXWayland = "XWAYLAND";
   const Use use(*this);
   xcb_prefetch_extension_data(use, &xcb_randr_id);
   xcb_prefetch_extension_data(use, &xcb_shm_id);
@@ -60,6 +61,10 @@ void X11Connection::queryExtensions() {
   if (const auto atom =
           use.reply(xcb_intern_atom(use, 0, kEdid.size(), kEdid.data()), xcb_intern_atom_reply)) {
     edidAtom_ = atom->atom;
+  }
+  if (const auto extension = use.reply(xcb_query_extension(use, kXWayland.size(), kXWayland.data()),
+                                       xcb_query_extension_reply)) {
+    isXWayland_ = extension->present;
   }
   if (isPresent(use, xcb_randr_id)) {
     const auto version = use.reply(xcb_randr_query_version(use, 1, 5), xcb_randr_query_version_reply);
@@ -74,6 +79,7 @@ void X11Connection::queryExtensions() {
   if (isPresent(use, xcb_xfixes_id)) {
     const auto version = use.reply(xcb_xfixes_query_version(use, 4, 0), xcb_xfixes_query_version_reply);
     hasCursorImages_ = version != nullptr;
+    firstXFixesEvent_ = xcb_get_extension_data(use, &xcb_xfixes_id)->first_event;
   }
 }
 

@@ -34,9 +34,10 @@ class X11EventSink {
 /// A connection to an X server, its default screen and what its server offers. Any thread. Errors of the
 /// server are answers; after a loss every reply is null.
 ///
-/// Requests are made inside a `Use`, which hands out the events that came along with the replies: a
-/// reply read on one thread takes the events before it off the socket, where no other thread would see
-/// them.
+/// Requests are made inside a `Use`, which one thread has at a time: of several threads that wait for
+/// replies when the server dies, libxcb 1.15 may leave some waiting for ever. Its end hands out the events
+/// that came along with the replies: a reply takes the events before it off the socket, where nobody else
+/// would see them.
 ///
 ///     const X11Connection::Use use(*connection);
 ///     const auto pointer = use.reply(xcb_query_pointer(use, connection->root()), xcb_query_pointer_reply);
@@ -49,12 +50,19 @@ class X11Connection {
   X11Connection& operator=(const X11Connection&) = delete;
   ~X11Connection();
 
+  /// May be made inside another one of the same thread, which then hands out the events.
   class Use {
    public:
-    explicit Use(X11Connection& connection) : connection_(connection) {}
+    explicit Use(X11Connection& connection) : connection_(connection), turn_(connection.useMutex_) {
+      connection.uses_ += 1;
+    }
     Use(const Use&) = delete;
     Use& operator=(const Use&) = delete;
-    ~Use() { connection_.handOutEvents(); }
+    ~Use() {
+      const bool isOutermost = --connection_.uses_ == 0;
+      turn_.unlock();
+      if (isOutermost) connection_.handOutEvents();
+    }
 
     operator xcb_connection_t*() const { return connection_.connection_.get(); }  // NOLINT: by design
 
@@ -73,6 +81,7 @@ class X11Connection {
    private:
     NoPipeSignal noSignal_;  // a server that dies must not take the process along
     X11Connection& connection_;
+    std::unique_lock<std::recursive_mutex> turn_;
   };
 
   [[nodiscard]] bool isAlive() const { return xcb_connection_has_error(connection_.get()) == 0; }
@@ -89,9 +98,13 @@ class X11Connection {
   [[nodiscard]] bool hasSharedMemory() const { return hasSharedMemory_; }
   /// MIT-SHM 1.2 or later, which takes memory by file descriptor.
   [[nodiscard]] bool hasDescriptorPassing() const { return hasDescriptorPassing_; }
+  /// The server's root window is not the desktop that its user sees, but stays black.
+  [[nodiscard]] bool isXWayland() const { return isXWayland_; }
   /// The number of RandR's first event.
   [[nodiscard]] std::uint8_t firstRandREvent() const { return firstRandREvent_; }
-  /// The atom called "EDID"; none when no output ever had one.
+  /// The number of XFixes' first event.
+  [[nodiscard]] std::uint8_t firstXFixesEvent() const { return firstXFixesEvent_; }
+  /// The name of the property in which outputs keep their EDID.
   [[nodiscard]] xcb_atom_t edidAtom() const { return edidAtom_; }
 
   /// Tells the sink about events and the loss of the connection from now on, as long as it lives.
@@ -108,13 +121,18 @@ class X11Connection {
   void handOutEvents();
   [[nodiscard]] std::vector<std::shared_ptr<X11EventSink>> sinks();
 
+  std::recursive_mutex useMutex_;
+  int uses_ = 0;  ///< one inside the other, of the thread whose turn it is
+
   Connection connection_;
   const xcb_screen_t* screen_;
   bool hasMonitors_ = false;
   bool hasCursorImages_ = false;
   bool hasSharedMemory_ = false;
   bool hasDescriptorPassing_ = false;
+  bool isXWayland_ = false;
   std::uint8_t firstRandREvent_ = 0;
+  std::uint8_t firstXFixesEvent_ = 0;
   xcb_atom_t edidAtom_ = XCB_ATOM_NONE;
 
   std::mutex mutex_;

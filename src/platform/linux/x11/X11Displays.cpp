@@ -26,6 +26,11 @@ X11Displays::X11Displays(std::shared_ptr<X11Connection> connection, EventLoop& l
                          NotificationCenter& center, TroubleHandler trouble)
     : connection_(std::move(connection)) {
   if (!connection_) return;
+  if (connection_->isXWayland()) {
+    connection_ = nullptr;
+    if (trouble) trouble("Displays cannot be captured under XWayland: its root window stays black");
+    return;
+  }
   pool_ = std::make_unique<ShmPool>(connection_);
   watch_ = MonitorWatch::make(
       connection_, loop,

@@ -15,8 +15,8 @@ namespace QelUtilVideo {
 /// without outputs has the atom of its name, with the highest bit set. One point is one pixel.
 class X11Displays : public Displays {
  public:
-  /// `connection` may be null: there are no displays then. Loop and notification centre outlive the
-  /// object. `trouble` is told when the server is lost.
+  /// There are no displays when `connection` is null, nor under XWayland. Loop and notification centre
+  /// outlive the object. `trouble` is told about XWayland, and when the server is lost.
   X11Displays(std::shared_ptr<X11Connection> connection, EventLoop& loop, NotificationCenter& center,
               TroubleHandler trouble);
   ~X11Displays() override;
@@ -33,9 +33,9 @@ class X11Displays : public Displays {
  private:
   [[nodiscard]] std::optional<Monitor> find(CGDirectDisplayID display);
 
-  std::shared_ptr<X11Connection> connection_;
-  std::shared_ptr<MonitorWatch> watch_;  ///< null without a connection
-  std::unique_ptr<ShmPool> pool_;        ///< null without a connection
+  std::shared_ptr<X11Connection> connection_;  ///< null when there are no displays, as are the others
+  std::shared_ptr<MonitorWatch> watch_;
+  std::unique_ptr<ShmPool> pool_;
 };
 
 }  // namespace QelUtilVideo

@@ -1,5 +1,6 @@
 #include <QelUtilVideo/platform/CGImage.h>
 
+#include "apps/TemporaryFolder.h"
 #include "platform/Images.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +10,6 @@
 #include <array>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 
 namespace QelUtilVideo {
 namespace {
@@ -18,9 +18,6 @@ namespace fs = std::filesystem;
 
 class WritePNG : public testing::Test {
  protected:
-  WritePNG() { fs::create_directory(folder_); }
-  ~WritePNG() override { fs::remove_all(folder_); }
-
   /// One pixel, its bytes in memory as given.
   static CGImage onePixel(std::array<std::uint8_t, 4> bytes, CGImageAlphaInfo alpha, std::uint32_t order) {
     CGImageLayout layout{.width = 1, .height = 1, .bytesPerRow = 4};
@@ -41,50 +38,50 @@ class WritePNG : public testing::Test {
     return pixel;
   }
 
-  const fs::path folder_ = fs::temp_directory_path() / ("qel-png-" + std::to_string(::getpid()));
-  const fs::path path_ = folder_ / "picture.png";
+  const TemporaryFolder folder_;
+  const std::string path_ = folder_.file("picture.png");
 };
 
 TEST_F(WritePNG, writesStraightAlphaWhateverTheOrder) {
   using RGBA = std::array<std::uint8_t, 4>;
   constexpr std::uint32_t kLittle = kCGBitmapByteOrder32Little;
-  EXPECT_EQ(writePNG(onePixel({10, 20, 30, 128}, CGImageAlphaInfo::premultipliedFirst, kLittle), path_),
-            std::nullopt);
-  EXPECT_EQ(firstPixel(), (RGBA{60, 40, 20, 128}));
-  EXPECT_EQ(writePNG(onePixel({128, 1, 2, 3}, CGImageAlphaInfo::first, 0), path_), std::nullopt);
-  EXPECT_EQ(firstPixel(), (RGBA{1, 2, 3, 128}));
-  EXPECT_EQ(writePNG(onePixel({7, 3, 2, 1}, CGImageAlphaInfo::noneSkipLast, kLittle), path_), std::nullopt);
-  EXPECT_EQ(firstPixel(), (RGBA{1, 2, 3, 255}));
+  const auto written = [&](RGBA bytes, CGImageAlphaInfo alpha, std::uint32_t order) {
+    EXPECT_EQ(writePNG(onePixel(bytes, alpha, order), path_), std::nullopt);
+    return firstPixel();
+  };
+  EXPECT_EQ(written({10, 20, 30, 128}, CGImageAlphaInfo::premultipliedFirst, kLittle),
+            (RGBA{60, 40, 20, 128}));
+  EXPECT_EQ(written({128, 1, 2, 3}, CGImageAlphaInfo::first, 0), (RGBA{1, 2, 3, 128}));
+  EXPECT_EQ(written({7, 3, 2, 1}, CGImageAlphaInfo::noneSkipLast, kLittle), (RGBA{1, 2, 3, 255}));
 }
 
-TEST_F(WritePNG, aFailureNamesTheFileAndLeavesNothingBehind) {
+TEST_F(WritePNG, aFailureNamesTheFileAndLeavesEverythingAsItWas) {
   const CGImage image = onePixel({}, CGImageAlphaInfo::premultipliedFirst, 0);
-  const std::string missing = folder_ / "missing" / "picture.png";
+  const std::string missing = folder_.file("missing/picture.png");
   const std::optional<NSError> error = writePNG(image, missing);
   ASSERT_TRUE(error);
   EXPECT_EQ(error->domain, "QelUtilVideo.PNG");
   EXPECT_EQ(error->localizedDescription, "cannot write \"" + missing + "\": No such file or directory");
 
+  (void)folder_.write("picture.png", "kept");
+  CGImageLayout layout{.width = 1, .height = 1, .bitsPerPixel = 16, .bytesPerRow = 4};
+  EXPECT_TRUE(writePNG(CGImage(layout, makeHeapBytes(4)), path_)) << "unsupported";
+  layout.bitsPerPixel = 32;
+  EXPECT_TRUE(writePNG(CGImage(layout, makeHeapBytes(3)), path_)) << "too few bytes";
+  EXPECT_EQ(folder_.read("picture.png"), "kept");
+
+  fs::remove(path_);
   fs::create_directory(path_);
   EXPECT_TRUE(writePNG(image, path_));
-  EXPECT_EQ(std::distance(fs::directory_iterator(folder_), fs::directory_iterator()), 1);
-}
-
-TEST_F(WritePNG, anUnsupportedPictureLeavesTheFileAsItWas) {
-  std::ofstream(path_) << "kept";
-  CGImageLayout layout{.width = 1, .height = 1, .bitsPerPixel = 16, .bytesPerRow = 4};
-  EXPECT_TRUE(writePNG(CGImage(layout, makeHeapBytes(4)), path_));
-  layout.bitsPerPixel = 32;
-  EXPECT_TRUE(writePNG(CGImage(layout, makeHeapBytes(3)), path_));
-  EXPECT_EQ(fs::file_size(path_), 4U);
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder_.file("")), fs::directory_iterator()), 1);
 }
 
 TEST_F(WritePNG, followsLinksAndSurvivesAPipeWithoutReader) {
   const CGImage image = onePixel({1, 2, 3, 255}, CGImageAlphaInfo::premultipliedLast, 0);
-  fs::create_symlink(path_, folder_ / "link.png");
-  std::ofstream(path_) << "old";
-  EXPECT_EQ(writePNG(image, folder_ / "link.png"), std::nullopt);
-  EXPECT_TRUE(fs::is_symlink(folder_ / "link.png"));
+  fs::create_symlink(path_, folder_.file("link.png"));
+  (void)folder_.write("picture.png", "old");
+  EXPECT_EQ(writePNG(image, folder_.file("link.png")), std::nullopt);
+  EXPECT_TRUE(fs::is_symlink(folder_.file("link.png")));
   EXPECT_EQ(firstPixel()[2], 3);
 
   std::array<int, 2> ends{};

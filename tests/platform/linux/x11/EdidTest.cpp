@@ -31,9 +31,11 @@ Block blockNamed(std::string_view text, std::uint8_t tag = 0xFC) {
 
 std::string nameIn(const Block& block) { return EdidBlock::parse(block).value().productName; }
 
-TEST(Edid, tellsWhoMadeTheDisplay) {
-  const std::optional<EdidBlock> edid = EdidBlock::parse(blockNamed("QEL 27\n"));
-  EXPECT_EQ(edid, (EdidBlock{0x0443, 0x1234, 0x01020304, "QEL 27"}));
+TEST(Edid, theFirstBlockTellsWhoMadeTheDisplay) {
+  const Block block = blockNamed("QEL 27\n");
+  std::vector<std::uint8_t> bytes(block.begin(), block.end());
+  bytes.resize(256, 0xA5);
+  EXPECT_EQ(EdidBlock::parse(bytes), (EdidBlock{0x0443, 0x1234, 0x01020304, "QEL 27"}));
 }
 
 TEST(Edid, namesAreTrimmedAndPrintable) {
@@ -54,13 +56,6 @@ TEST(Edid, refusesWhatIsNoSoundBlock) {
   block[0] = 1;
   fixChecksum(block);
   EXPECT_FALSE(EdidBlock::parse(block));
-}
-
-TEST(Edid, readsTheFirstBlockOfSeveral) {
-  const Block block = blockNamed("QEL");
-  std::vector<std::uint8_t> bytes(block.begin(), block.end());
-  bytes.resize(256, 0xA5);
-  EXPECT_EQ(EdidBlock::parse(bytes)->productName, "QEL");
 }
 
 TEST(Edid, survivesAnyBytes) {

@@ -6,12 +6,11 @@
 #include <functional>
 #include <map>
 #include <optional>
-#include <vector>
 
 namespace QelUtilVideo {
 
 /// When which function is due. Not synchronised.
-class TimerHeap {
+class TimerTable {
  public:
   using Time = std::chrono::steady_clock::time_point;
   using Token = TimerClock::Token;
@@ -24,9 +23,9 @@ class TimerHeap {
   [[nodiscard]] bool empty() const { return timers_.empty(); }
   /// When to look again; absent when nothing is waiting.
   [[nodiscard]] std::optional<Time> wakeTime() const;
-  /// The functions that are due, earliest first. Each is moved on to its next time after `now`, or
-  /// taken out when it has none.
-  [[nodiscard]] std::vector<Function> takeDue(Time now);
+  /// The function that has been due longest, absent when none is. It is moved on to its next time after
+  /// `now`, or taken out when it has none. Asking for one at a time lets each stop those after it.
+  [[nodiscard]] std::optional<Function> takeDue(Time now);
 
  private:
   struct Timer {
