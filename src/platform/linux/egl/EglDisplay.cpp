@@ -105,8 +105,9 @@ Attempt tryOpen(EGLDisplay display) {
   if (!config) return refused("no configuration for OpenGL");
 
   auto opened = std::make_shared<const EglDisplay>(display, config);
-  const EglContextHandle context = opened->makeContext();
-  if (!context) return refused("no core profile 3.2: " + eglErrorName(eglGetError()));
+  EGLint error = EGL_SUCCESS;
+  const EglContextHandle context = opened->makeContext(error);
+  if (!context) return refused("no core profile 3.2: " + eglErrorName(error));
   const EglBinding before = EglBinding::current();
   if (!eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, context.get())) {
     return refused("a context cannot be used: " + eglErrorName(eglGetError()));
@@ -134,13 +135,11 @@ std::shared_ptr<const EglDisplay> openBest(std::string& reasons) {
   return software ? software : tryCandidate({"default display", eglGetDisplay(EGL_DEFAULT_DISPLAY)}).display;
 }
 
-/// Whether there is a library to look OpenGL's functions up in; either will do.
+/// Whether there is a library to look OpenGL's functions up in; either will do. It stays loaded: graphics
+/// libraries are not made to be unloaded.
 bool hasOpenGLFunctions() {
-  struct Close {
-    void operator()(void* library) const { dlclose(library); }
-  };
-  using Library = std::unique_ptr<void, Close>;
-  return Library(dlopen("libOpenGL.so.0", RTLD_LAZY)) || Library(dlopen("libGL.so.1", RTLD_LAZY));
+  return dlopen("libOpenGL.so.0", RTLD_LAZY | RTLD_NODELETE) ||
+         dlopen("libGL.so.1", RTLD_LAZY | RTLD_NODELETE);
 }
 
 }  // namespace
@@ -171,7 +170,7 @@ std::shared_ptr<const EglDisplay> EglDisplay::open(std::string& reasons) {
   return onFreshThread([&] { return openBest(reasons); });
 }
 
-EglContextHandle EglDisplay::makeContext() const {
+EglContextHandle EglDisplay::makeContext(EGLint& error) const {
   constexpr std::array attributes{EGL_CONTEXT_MAJOR_VERSION_KHR,
                                   3,
                                   EGL_CONTEXT_MINOR_VERSION_KHR,
@@ -182,6 +181,7 @@ EglContextHandle EglDisplay::makeContext() const {
   const EGLenum apiBefore = eglQueryAPI();
   eglBindAPI(EGL_OPENGL_API);
   EglContextHandle context(display_, eglCreateContext(display_, config_, EGL_NO_CONTEXT, attributes.data()));
+  error = context ? EGL_SUCCESS : eglGetError();
   if (apiBefore != EGL_NONE) eglBindAPI(apiBefore);
   return context;
 }

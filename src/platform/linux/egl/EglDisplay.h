@@ -36,8 +36,8 @@ class EglDisplay {
   EglDisplay(EGLDisplay display, EGLConfig config) : display_(display), config_(config) {}
 
   [[nodiscard]] EGLDisplay get() const { return display_; }
-  /// Empty when the driver refuses; `eglGetError` then says why.
-  [[nodiscard]] EglContextHandle makeContext() const;
+  /// Empty when the driver refuses; `error` then says why.
+  [[nodiscard]] EglContextHandle makeContext(EGLint& error) const;
 
  private:
   EGLDisplay display_;

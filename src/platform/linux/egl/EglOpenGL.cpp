@@ -20,9 +20,10 @@ EglOpenGL::~EglOpenGL() = default;
 std::shared_ptr<NSOpenGLContext> EglOpenGL::makeContext(const NSOpenGLPixelFormat&) {
   auto driver = display();
   if (!driver) return nullptr;
-  EglContextHandle context = driver->makeContext();
+  EGLint error = EGL_SUCCESS;
+  EglContextHandle context = driver->makeContext(error);
   if (!context) {
-    if (trouble_) trouble_("No OpenGL context: " + eglErrorName(eglGetError()));
+    if (trouble_) trouble_("No OpenGL context: " + eglErrorName(error));
     return nullptr;
   }
   return std::make_shared<EglContext>(std::move(driver), std::move(context),

@@ -3,6 +3,7 @@
 #include "platform/NSOpenGLLayer.h"
 #include "platform/linux/core/SignalsBlocked.h"
 
+#include <epoxy/egl.h>
 #include <pthread.h>
 
 #include <chrono>
@@ -91,11 +92,15 @@ class LayerDriver::Loop {
       bool goesOn = true;
       const bool open = ExitGate::instance().pass(
           [&] { callSafely(trouble_, "A layer's refresh", [&] { goesOn = refresh(displayTime); }); });
-      if (!open || !goesOn) return;
+      if (!open) stayUntilTheProcessEnds();
+      if (!goesOn) break;
       deadline += refreshPeriod;
       const auto late = Clock::now() - deadline;
       if (late > Clock::duration::zero()) deadline += late / refreshPeriod * refreshPeriod + refreshPeriod;
     }
+    // What EGL keeps for this thread goes now, while the gate is open, and not whenever the thread ends: that
+    // may be in the middle of the process's exit, when EGL is being taken apart.
+    if (!ExitGate::instance().pass([] { eglReleaseThread(); })) stayUntilTheProcessEnds();
   }
 
   void stop() {
@@ -105,6 +110,10 @@ class LayerDriver::Loop {
   }
 
  private:
+  [[noreturn]] static void stayUntilTheProcessEnds() {
+    for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
+  }
+
   /// False: stopped.
   bool waitUntil(Clock::time_point deadline) {
     std::unique_lock lock(mutex_);
