@@ -4,9 +4,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <ctime>
 #include <nlohmann/json.hpp>
+
+#include "PrintableText.h"
 
 namespace qelvideo {
 
@@ -50,13 +51,6 @@ std::string universalTime(std::chrono::system_clock::time_point time) {
   ::gmtime_r(&seconds, &utc);
   const std::string fraction = std::to_string(1000 + rest.count()).substr(1);
   return formatted("%Y-%m-%dT%H:%M:%S.", utc) + fraction + "Z";
-}
-
-/// Names are chosen by devices and programs; what a terminal would obey stays out of it.
-std::string printable(std::string text) {
-  std::ranges::replace_if(
-      text, [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; }, '?');
-  return text;
 }
 
 std::string padded(std::string text, std::size_t width) {

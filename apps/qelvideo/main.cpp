@@ -30,6 +30,7 @@ void declare(CLI::App& app, qelvideo::Action& action, bool& logs) {
   qelvideo::addCaptureCommand(app, action);
   qelvideo::addViewCommand(app, action);
   qelvideo::addWatchCommand(app, action);
+  qelvideo::addDoctorCommand(app, action);
   qelvideo::addDemoCommand(app, action);
 }
 

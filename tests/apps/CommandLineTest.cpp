@@ -199,6 +199,22 @@ TEST_F(CommandLine, watchTellsWhatComesAndGoesUntilNobodyIsThere) {
   expect(0, "kill -0 $(cat process) && kill -TERM $(cat process); cat lines", {"present", "disconnected"});
 }
 
+TEST_F(CommandLine, theDoctorSaysWhatThereIsAndWhatIsMissing) {
+  expect(1, "qelvideo doctor",
+         {"Capturing displays\n  missing  X server", "DISPLAY is not set", "-> Set", "OpenGL"},
+         {"displays cannot be captured"});
+  startServer();
+  expect(0, "qelvideo doctor",
+         {"ok       X server ", "64x48 at 0,0", "Drawing views", "System log", "Info.json"});
+  const auto json = nlohmann::json::parse(run("qelvideo doctor --json").output);
+  EXPECT_EQ(json["capturesDisplays"], true);
+  EXPECT_EQ(json["drawsViews"], true);
+  for (const auto& finding : json["findings"]) {
+    const bool isWell = finding["state"] == "ok" || finding["state"] == "unused";
+    EXPECT_NE(finding.contains("remedy"), isWell) << finding;
+  }
+}
+
 TEST_F(CommandLine, placesThatCannotBeWrittenAreNamed) {
   startServer();
   std::ignore = folder.write("film.y4m", greyFilm(2, 2, 1));

@@ -5,6 +5,7 @@
 
 #include "Failure.h"
 #include "FilmTimeline.h"
+#include "MachineReport.h"
 #include "Recorder.h"
 #include "SourceEvent.h"
 #include "SourceLookup.h"
@@ -87,4 +88,23 @@ TEST(SourceEvent, isOneLineWhateverTheName) {
                           R"("name":"a\n\u001b[2J)"
                           "\xef\xbf\xbd \xc3\xa9\",\"uniqueID\":\"Lib.7\"}");
   EXPECT_EQ(event.text().substr(8), "  connected     window   a??[2J\xff \xc3\xa9  Lib.7");
+}
+
+TEST(MachineReport, onlyWhatIsMissingForDisplaysAndViewsIsDecisive) {
+  using Area = Finding::Area;
+  using State = Finding::State;
+  const auto report = [](Area area, State state) {
+    return MachineReport(
+        {{Area::displays, "X", State::limited, "a\x1b", "Do."}, {area, "Y", state, "b", ""}});
+  };
+  for (const Area area : {Area::displays, Area::drawing, Area::cameras, Area::system}) {
+    for (const State state : {State::ok, State::limited, State::missing, State::unused}) {
+      const bool isMissing = state == State::missing;
+      EXPECT_EQ(report(area, state).capturesDisplays(), !(isMissing && area == Area::displays));
+      EXPECT_EQ(report(area, state).drawsViews(), !(isMissing && area == Area::drawing));
+    }
+  }
+  EXPECT_EQ(report(Area::system, State::unused).text(),
+            "Capturing displays\n  limited  X                   a?\n           -> Do.\n\n"
+            "System\n  unused   Y                   b");
 }
