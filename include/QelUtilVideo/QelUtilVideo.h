@@ -23,6 +23,7 @@
 #include <QelUtilVideo/platform/CGImage.h>
 #include <QelUtilVideo/platform/CVPixelBuffer.h>
 #include <QelUtilVideo/platform/CVPixelBufferPool.h>
+#include <QelUtilVideo/platform/Diagnostics.h>
 #include <QelUtilVideo/platform/Dictionary.h>
 #include <QelUtilVideo/platform/MainLoop.h>
 #include <QelUtilVideo/platform/MediaClock.h>

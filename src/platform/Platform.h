@@ -7,6 +7,7 @@ namespace QelUtilVideo {
 class Bundle;
 class Clock;
 class Cursor;
+class Diagnostics;
 class Dispatch;
 class Displays;
 class Images;
@@ -36,6 +37,7 @@ class Platform {
   virtual Images& images() = 0;
   virtual Metal& metal() = 0;
   virtual OpenGL& openGL() = 0;
+  virtual Diagnostics& diagnostics() = 0;
 };
 
 /// The machine that the library runs on unless a test builds another.

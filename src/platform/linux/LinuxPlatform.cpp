@@ -4,21 +4,26 @@
 #include "platform/Root.h"
 #include "platform/linux/core/LinuxBundle.h"
 #include "platform/linux/core/LinuxClock.h"
+#include "platform/linux/core/LinuxDiagnostics.h"
 #include "platform/linux/core/LinuxDispatch.h"
 #include "platform/linux/core/LinuxSystemLog.h"
 #include "platform/linux/core/LinuxSystemVersion.h"
 #include "platform/linux/core/LinuxUserDefaults.h"
+#include "platform/linux/core/SystemExamination.h"
+#include "platform/linux/egl/EglExamination.h"
 #include "platform/linux/egl/EglOpenGL.h"
 #include "platform/linux/media/PixmanImages.h"
 #include "platform/linux/x11/X11Cursor.h"
 #include "platform/linux/x11/X11Displays.h"
 #include "platform/linux/x11/X11EventPump.h"
+#include "platform/linux/x11/X11Examination.h"
 #include "platform/linux/x11/X11Views.h"
 
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace QelUtilVideo {
 namespace {
@@ -52,6 +57,24 @@ struct X11 {
   std::optional<X11EventPump> pump;
 };
 
+/// What the machine may have that nobody asks for.
+std::vector<Finding> findUnused() {
+  constexpr const char* detail = "not used by this version";
+  return {{Finding::Area::drawing, "Vulkan", Finding::State::unused, detail, ""},
+          {Finding::Area::cameras, "Cameras", Finding::State::unused, detail, ""}};
+}
+
+std::vector<LinuxDiagnostics::Examination> examinations() {
+  using Area = Finding::Area;
+  return {{Area::displays, "X server", "End the server that DISPLAY names, or set DISPLAY to another one.",
+           [] { return examineX11(); }},
+          {Area::drawing, "OpenGL", "Look at the system's log for what the graphics driver says.",
+           [] { return examineOpenGL(); }},
+          {Area::cameras, "Cameras", "", findUnused},
+          {Area::system, "Services", "Look whether the user's home folder can be read.",
+           [] { return examineSystem(); }}};
+}
+
 class LinuxPlatform final : public Platform {
  public:
   Dispatch& dispatch() override { return linuxDispatch(); }
@@ -69,6 +92,7 @@ class LinuxPlatform final : public Platform {
   Images& images() override { return images_; }
   Metal& metal() override { return metal_; }
   OpenGL& openGL() override { return openGL_.get(trouble_); }
+  Diagnostics& diagnostics() override { return diagnostics_.get(examinations()); }
 
  private:
   LinuxDispatch& linuxDispatch() { return dispatch_.get(trouble_); }
@@ -90,6 +114,7 @@ class LinuxPlatform final : public Platform {
   PixmanImages images_;
   NoMetal metal_;
   OnFirstUse<EglOpenGL> openGL_;
+  OnFirstUse<LinuxDiagnostics> diagnostics_;
 };
 
 }  // namespace

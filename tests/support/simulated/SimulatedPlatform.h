@@ -36,6 +36,7 @@ class SimulatedPlatform final : public Platform {
   Images& images() override { return images_; }
   SimulatedMetal& metal() override { return metal_; }
   SimulatedOpenGL& openGL() override { return openGL_; }
+  SimulatedDiagnostics& diagnostics() override { return diagnostics_; }
 
   // What tests do most; see SimulatedDispatch.
   void runMain() { dispatch_.runMain(); }
@@ -58,6 +59,7 @@ class SimulatedPlatform final : public Platform {
   PixmanImages images_;
   SimulatedMetal metal_;
   SimulatedOpenGL openGL_;
+  SimulatedDiagnostics diagnostics_;
 };
 
 /// Puts the library on a fresh machine, with a root of its own, for the life of a test. Objects of the

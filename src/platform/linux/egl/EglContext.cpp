@@ -179,6 +179,8 @@ void EglContext::loseWindow(const std::string& loss) {
 void EglContext::reportRefusal(EGLint error) {
   const bool lost = isLoss(error);
   const bool isNews = lost ? !lost_.exchange(true) : !std::exchange(refused_, true);
+  // A window takes one surface, and whatever replaces this context wants to make its own.
+  if (lost) leaveWindow();
   if (!isNews || !trouble_) return;
   trouble_((lost ? "An OpenGL context is lost: " : "An OpenGL context is refused: ") + eglErrorName(error));
 }

@@ -1,6 +1,7 @@
 #include "platform/linux/egl/EglDisplay.h"
 
 #include "platform/linux/core/NoPipeSignal.h"
+#include "platform/linux/egl/DriverFacts.h"
 #include "platform/linux/egl/EglBinding.h"
 #include "platform/linux/egl/FreshThread.h"
 #include "platform/linux/egl/PrivateConnection.h"
@@ -10,7 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -30,21 +30,11 @@ struct Candidate {
   EGLDisplay display = EGL_NO_DISPLAY;
 };
 
-bool hasExtension(const char* list, std::string_view name) {
-  std::string_view rest = list ? list : "";
-  while (!rest.empty()) {
-    const std::size_t end = rest.find(' ');
-    if (rest.substr(0, end) == name) return true;
-    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-  }
-  return false;
-}
-
 /// The graphics processors; a driver's software device, which is the surfaceless display again, is none.
 std::vector<EGLDeviceEXT> devices(const char* extensions) {
-  if (!hasExtension(extensions, "EGL_EXT_platform_device") ||
-      !hasExtension(extensions, "EGL_EXT_device_enumeration") ||
-      !hasExtension(extensions, "EGL_EXT_device_query")) {
+  if (!listsExtension(extensions, "EGL_EXT_platform_device") ||
+      !listsExtension(extensions, "EGL_EXT_device_enumeration") ||
+      !listsExtension(extensions, "EGL_EXT_device_query")) {
     return {};
   }
   EGLint count = 0;
@@ -53,7 +43,7 @@ std::vector<EGLDeviceEXT> devices(const char* extensions) {
   if (!eglQueryDevicesEXT(count, devices.data(), &count)) return {};
   devices.resize(static_cast<std::size_t>(count));
   std::erase_if(devices, [](EGLDeviceEXT device) {
-    return hasExtension(eglQueryDeviceStringEXT(device, EGL_EXTENSIONS), "EGL_MESA_device_software");
+    return listsExtension(eglQueryDeviceStringEXT(device, EGL_EXTENSIONS), "EGL_MESA_device_software");
   });
   return devices;
 }
@@ -61,9 +51,9 @@ std::vector<EGLDeviceEXT> devices(const char* extensions) {
 /// The displays that need no window system.
 std::vector<Candidate> candidates() {
   const char* extensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
-  if (!hasExtension(extensions, "EGL_EXT_platform_base")) return {};
+  if (!listsExtension(extensions, "EGL_EXT_platform_base")) return {};
   std::vector<Candidate> candidates;
-  if (hasExtension(extensions, "EGL_MESA_platform_surfaceless")) {
+  if (listsExtension(extensions, "EGL_MESA_platform_surfaceless")) {
     candidates.push_back({"surfaceless", eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA,
                                                                   EGL_DEFAULT_DISPLAY, nullptr)});
   }
@@ -111,14 +101,6 @@ EGLConfig chooseWindowConfig(EGLDisplay display, std::uint32_t visual, int depth
   return best != configs.end() && fitness(*best) > 0 ? *best : nullptr;
 }
 
-/// Whether this renderer is the processor, which nobody wants who has a choice.
-bool isSoftware(const std::string& renderer) {
-  for (const char* software : {"llvmpipe", "softpipe", "swrast", "SWR", "Software"}) {
-    if (renderer.find(software) != std::string::npos) return true;
-  }
-  return false;
-}
-
 /// A display that draws, or what keeps it from drawing.
 struct Attempt {
   std::shared_ptr<const EglDisplay> display;
@@ -133,7 +115,7 @@ Attempt tryOpen(EGLDisplay display) {
   if (display == EGL_NO_DISPLAY || !eglInitialize(display, nullptr, nullptr)) {
     return refused(eglErrorName(eglGetError()));
   }
-  if (!hasExtension(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context")) {
+  if (!listsExtension(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context")) {
     return refused(kNeedsSurface);
   }
   const EGLConfig config = chooseConfig(display);
@@ -148,7 +130,7 @@ Attempt tryOpen(EGLDisplay display) {
     return refused("a context cannot be used: " + eglErrorName(eglGetError()));
   }
   const auto* renderer = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
-  const bool software = isSoftware(renderer ? renderer : "");
+  const bool software = isSoftwareRenderer(renderer ? renderer : "");
   before.restore(display);
   return {std::move(opened), software, {}};
 }
@@ -194,8 +176,8 @@ bool hasLibraries(std::string& reasons) {
 /// EGL's display for the connection, ready for use.
 EGLDisplay initialise(const PrivateConnection& connection, std::string& reasons) {
   const char* extensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
-  if (!hasExtension(extensions, "EGL_EXT_platform_base") ||
-      !hasExtension(extensions, "EGL_EXT_platform_xcb")) {
+  if (!listsExtension(extensions, "EGL_EXT_platform_base") ||
+      !listsExtension(extensions, "EGL_EXT_platform_xcb")) {
     reasons = "EGL_EXT_platform_xcb is missing";
     return EGL_NO_DISPLAY;
   }
@@ -241,7 +223,7 @@ std::shared_ptr<const EglDisplay> EglDisplay::open(const NativeWindow& window, s
   EGLConfig config = chooseWindowConfig(display, window.visual, connection->depthOf(window.visual));
   // From here on it is terminated whatever happens.
   std::shared_ptr<const EglDisplay> opened(new EglDisplay(display, config, std::move(connection), window));
-  if (!hasExtension(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context")) {
+  if (!listsExtension(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context")) {
     reasons = kNeedsSurface;
     return nullptr;
   }

@@ -22,8 +22,12 @@ WindowWatch::WindowWatch(std::shared_ptr<X11Toolkit> toolkit, xcb_window_t windo
 
 WindowWatch::~WindowWatch() { events_->stop(); }
 
-std::shared_ptr<ViewSurface> WindowWatch::makeSurface(std::weak_ptr<ViewSurfaceClient> client) const {
-  return isGone_ ? nullptr : X11Surface::make(toolkit_, window_, std::move(client));
+std::shared_ptr<ViewSurface> WindowWatch::makeSurface(std::weak_ptr<ViewSurfaceClient> client) {
+  if (isGone_) return nullptr;
+  auto surface = X11Surface::make(toolkit_, window_, std::move(client));
+  std::erase_if(surfaces_, [](const auto& other) { return other.expired(); });
+  if (surface) surfaces_.push_back(surface);
+  return surface;
 }
 
 void WindowWatch::follow(const WindowNews& news) {
@@ -76,7 +80,13 @@ bool WindowWatch::refresh() {
   if (isGone_) return false;
   const auto expected = std::exchange(expected_, std::nullopt);
   const bool isAsExpected = !expected || *expected == found->frame.size;
-  return std::exchange(state_, *found) != *found || !isAsExpected;
+  const bool isNew = std::exchange(state_, *found) != *found;
+  if (isNew && !state_.viewable) {
+    for (const auto& surface : surfaces_) {
+      if (const auto alive = surface.lock()) alive->restoreBackground();
+    }
+  }
+  return isNew || !isAsExpected;
 }
 
 std::optional<WindowBacking::State> WindowWatch::ask() const {

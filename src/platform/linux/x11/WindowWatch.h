@@ -11,6 +11,8 @@
 
 namespace QelUtilVideo {
 
+class X11Surface;
+
 /// Follows one window of the server, whoever made it, and tells the client what becomes of it. To know
 /// where a window is and whether it shows, those that it lies in are watched too; nothing else about any of
 /// them is touched. Main thread.
@@ -29,7 +31,7 @@ class WindowWatch {
   /// The client counts on this size: it is told as soon as the window turns out to have another.
   void expect(CGSize size) { expected_ = size; }
   /// Null as in `WindowBacking`.
-  [[nodiscard]] std::shared_ptr<ViewSurface> makeSurface(std::weak_ptr<ViewSurfaceClient> client) const;
+  [[nodiscard]] std::shared_ptr<ViewSurface> makeSurface(std::weak_ptr<ViewSurfaceClient> client);
 
  private:
   void follow(const WindowNews& news);
@@ -48,6 +50,7 @@ class WindowWatch {
   std::vector<EventSelection> selections_;  ///< of the window and those that it lies in
   WindowBacking::State state_;
   std::optional<CGSize> expected_;
+  std::vector<std::weak_ptr<X11Surface>> surfaces_;
   bool isGone_ = false;
 };
 

@@ -113,6 +113,9 @@ void X11Connection::handOutEvents() {
     if (std::exchange(isHandingOut_, true)) return;
   }
   while (const auto event = takeEvent()) {
+    // What nobody waited for may fail.
+    constexpr std::uint8_t kError = 0;
+    if (event->response_type == kError) continue;
     for (const auto& sink : sinks()) sink->handleEvent(*event);
   }
   if (isAlive()) return;

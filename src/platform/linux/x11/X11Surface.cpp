@@ -78,6 +78,10 @@ X11Surface::X11Surface(std::shared_ptr<X11Toolkit> toolkit, xcb_window_t id,
 
 X11Surface::~X11Surface() { events_->stop(); }
 
+void X11Surface::restoreBackground() {
+  if (!isGone()) setBackground(true);
+}
+
 void X11Surface::setFrame(const CGRect& pixels) {
   const Frame frame{x11Place(pixels.origin.x), x11Place(pixels.origin.y), x11Length(pixels.size.width),
                     x11Length(pixels.size.height)};
@@ -117,6 +121,7 @@ void X11Surface::updateMapping() {
   isMapped_ = isDue;
   const X11Connection::Use use(*toolkit_->connection());
   if (isMapped_) {
+    restoreBackground();
     xcb_map_window(use, window_.id());
   } else {
     xcb_unmap_window(use, window_.id());
@@ -127,8 +132,8 @@ void X11Surface::updateMapping() {
 void X11Surface::handle(const News& news) {
   if (news.isDestroyed) window_.forget();
   if (isGone()) return;
-  // The first exposure says that the server has painted it black.
-  if (news.isExposed) dropBackground();
+  // An exposure says that the server has painted it.
+  if (news.isExposed) setBackground(false);
   const bool turned = news.isOccluded && std::exchange(isOccluded_, *news.isOccluded) != *news.isOccluded;
   const auto client = client_.lock();
   if (!client) return;
@@ -138,11 +143,16 @@ void X11Surface::handle(const News& news) {
   if (news.isExposed && !events->isStopped()) client->surfaceExposed();
 }
 
-void X11Surface::dropBackground() {
-  if (!std::exchange(hasBackground_, false)) return;
+void X11Surface::setBackground(bool isBlack) {
+  if (std::exchange(hasBackground_, isBlack) == isBlack) return;
+  constexpr std::uint32_t kBlack = 0;
   constexpr std::uint32_t kNone = XCB_BACK_PIXMAP_NONE;
   const X11Connection::Use use(*toolkit_->connection());
-  xcb_change_window_attributes(use, window_.id(), XCB_CW_BACK_PIXMAP, &kNone);
+  if (isBlack) {
+    xcb_change_window_attributes(use, window_.id(), XCB_CW_BACK_PIXEL, &kBlack);
+  } else {
+    xcb_change_window_attributes(use, window_.id(), XCB_CW_BACK_PIXMAP, &kNone);
+  }
   xcb_flush(use);
 }
 

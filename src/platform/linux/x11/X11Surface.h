@@ -21,6 +21,10 @@ class X11Surface final : public ViewSurface {
   X11Surface(std::shared_ptr<X11Toolkit> toolkit, xcb_window_t id, std::weak_ptr<ViewSurfaceClient> client);
   ~X11Surface() override;
 
+  /// The window that it lies in is not shown any more: when it comes back, this shows black and not what
+  /// was on the screen in between.
+  void restoreBackground();
+
   // ViewSurface
   [[nodiscard]] const NativeWindow& nativeWindow() const override { return native_; }
   void setFrame(const CGRect& pixels) override;
@@ -43,8 +47,8 @@ class X11Surface final : public ViewSurface {
   [[nodiscard]] bool isGone() const { return window_.id() == XCB_NONE; }
   /// Maps the window or takes it away, whichever is due.
   void updateMapping();
-  /// From here on the server leaves new pixels as they are, so that nothing flashes black when it grows.
-  void dropBackground();
+  /// Without one the server leaves new pixels as they are, so that nothing flashes black when it grows.
+  void setBackground(bool isBlack);
 
   const std::shared_ptr<X11Toolkit> toolkit_;
   OwnedWindow window_;
