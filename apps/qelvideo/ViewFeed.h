@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QelUtilVideo/CGImagePropertyOrientation.h>
-#include <QelUtilVideo/platform/PixelBufferConversion.h>
+#include <QelUtilVideo/platform/PixelBufferConverter.h>
 
 #include <memory>
 

@@ -35,4 +35,4 @@
 #include <QelUtilVideo/platform/NSView.h>
 #include <QelUtilVideo/platform/NSWindow.h>
 #include <QelUtilVideo/platform/NotificationCenter.h>
-#include <QelUtilVideo/platform/PixelBufferConversion.h>
+#include <QelUtilVideo/platform/PixelBufferConverter.h>
