@@ -38,4 +38,4 @@
 #include <QelUtilVideo/platform/NSWindow.h>
 #include <QelUtilVideo/platform/NSWindowDelegate.h>
 #include <QelUtilVideo/platform/NotificationCenter.h>
-#include <QelUtilVideo/platform/PixelBufferConversion.h>
+#include <QelUtilVideo/platform/PixelBufferConverter.h>
