@@ -14,6 +14,7 @@
 #include <QelUtilVideo/CapturableWindowManager.h>
 #include <QelUtilVideo/DeviceType.h>
 #include <QelUtilVideo/Logger.h>
+#include <QelUtilVideo/ObjectRuntime.h>
 #include <QelUtilVideo/RenderView.h>
 #include <QelUtilVideo/RenderViewData.h>
 #include <QelUtilVideo/RenderViewDataSource.h>
