@@ -53,6 +53,7 @@ OffscreenView::OffscreenView(const ViewOptions& options)
   view_->setAutomaticallyAdjustsFitMode(options.placing == ViewOptions::Placing::automatic);
   view_->setFitInBounds(options.placing != ViewOptions::Placing::fill);
   view_->setRotateAnimationEnabled(options.animates);
+  view_->setBlurRadius(options.blurRadius);
   view_->setImageBuffer(container_);
   view_->observeContentSize([](CGSize) { HostLoop::wake(); });
   window_->contentView()->addSubview(view_);

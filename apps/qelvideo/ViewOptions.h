@@ -18,6 +18,7 @@ struct ViewOptions {
   QelUtilVideo::CGImagePropertyOrientation orientation = QelUtilVideo::CGImagePropertyOrientation::up;
   std::shared_ptr<const QelUtilVideo::NSColor> background;  ///< null: opaque black
   bool animates = false;
+  float blurRadius = 0;  ///< pixels; 0: sharp
 };
 
 // Readers of options' values. Each throws `UsageFailure` that shows what is understood.
