@@ -2,11 +2,11 @@
 
 #include <QelUtilVideo/platform/MainLoop.h>
 #include <poll.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <utility>
 
 namespace qelvideo {
 
@@ -18,23 +18,16 @@ constexpr char controlD = 0x04;
 
 bool isTerminal() { return ::isatty(STDIN_FILENO) == 1; }
 
-bool isPipe() {
-  struct stat status {};
-  return ::fstat(STDIN_FILENO, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
-}
-
 }  // namespace
 
-TerminalKeys::TerminalKeys(HostLoop& loop, std::function<void(const std::string& key)> key,
-                           std::function<void()> ended)
+TerminalKeys::TerminalKeys(HostLoop& loop, Handler pressed)
     : loop_(loop),
-      key_(std::move(key)),
-      ended_(std::move(ended)),
+      pressed_(std::move(pressed)),
       decoder_(isTerminal() ? KeyDecoder::Source::terminal : KeyDecoder::Source::pipe) {
   if (isTerminal()) {
     mode_.emplace(loop_, [this] { followTerminal(); });
     followTerminal();
-  } else if (isPipe()) {
+  } else {
     watch_ = loop_.watch(STDIN_FILENO, POLLIN, [this](short events) { read(events); });
   }
 }
@@ -61,7 +54,7 @@ void TerminalKeys::read(short events) {
 
 void TerminalKeys::handOut(std::string_view bytes) {
   const std::size_t last = mode_ ? bytes.find(controlD) : std::string_view::npos;
-  for (const std::string& key : decoder_.decode(bytes.substr(0, last))) key_(key);
+  for (const std::string& key : decoder_.decode(bytes.substr(0, last))) pressed_(key);
   if (last != std::string_view::npos) return end();
   if (mode_ && decoder_.isWaiting()) awaitRest();
 }
@@ -72,7 +65,7 @@ void TerminalKeys::awaitRest() {
     const auto waits = weak.lock();
     if (!waits || *waits != wait || !decoder_.isWaiting()) return;
     const std::string key = decoder_.giveUp();
-    if (!key.empty()) key_(key);
+    if (!key.empty()) pressed_(key);
   });
 }
 
@@ -80,7 +73,7 @@ void TerminalKeys::end() {
   watch_.reset();
   ++*waits_;
   mode_.reset();
-  ended_();
+  ended_ = true;
 }
 
 }  // namespace qelvideo

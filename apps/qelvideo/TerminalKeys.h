@@ -11,16 +11,21 @@
 
 namespace qelvideo {
 
-/// Standard input as a source of keys: of a terminal, each key as it is pressed, and of a pipe, each
-/// character. A file or /dev/null gives nothing. Nobody else may read standard input meanwhile. Main
-/// thread; the functions are called in the host loop and leave this object alive.
+/// Keys from standard input: those pressed at a terminal, one by one and without being shown, or the
+/// characters that come through a pipe or out of a file. What `TerminalMode` says of the terminal holds.
+/// Nobody else may read standard input meanwhile. One at a time; main thread.
 class TerminalKeys {
  public:
-  /// `key` is told keys as `KeyDecoder` names them; `ended` is told once when the pipe's other end or the
-  /// terminal is gone, and at Ctrl-D.
-  TerminalKeys(HostLoop& loop, std::function<void(const std::string& key)> key, std::function<void()> ended);
+  using Handler = std::function<void(const std::string& key)>;
+
+  /// While the loop runs, `pressed` is called with each key as `KeyDecoder` names it; it leaves this object
+  /// alive.
+  TerminalKeys(HostLoop& loop, Handler pressed);
   TerminalKeys(const TerminalKeys&) = delete;
   TerminalKeys& operator=(const TerminalKeys&) = delete;
+
+  /// Nothing will come any more: the pipe was closed, the file read, the terminal hung up, or Ctrl-D pressed.
+  [[nodiscard]] bool ended() const { return ended_; }
 
  private:
   void followTerminal();
@@ -30,8 +35,8 @@ class TerminalKeys {
   void end();
 
   HostLoop& loop_;
-  std::function<void(const std::string&)> key_;
-  std::function<void()> ended_;
+  Handler pressed_;
+  bool ended_ = false;
   KeyDecoder decoder_;
   std::optional<TerminalMode> mode_;
   std::shared_ptr<HostLoop::Watch> watch_;

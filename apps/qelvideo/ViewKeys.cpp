@@ -1,135 +1,144 @@
 #include "ViewKeys.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <array>
 
 namespace qelvideo {
 
-using QelUtilVideo::CGImagePropertyOrientation;
-using QelUtilVideo::NSColor;
+using namespace QelUtilVideo;
 
 namespace {
 
-struct Binding {
-  std::array<std::string_view, 2> keys;  ///< the second one may be empty
+struct Key {
+  std::string_view name;
   ViewAction action;
   std::string_view help;  ///< empty: not told
 };
 
-constexpr std::array bindings{
-    Binding{{"f", ""}, ViewAction::fit, "show the whole picture"},
-    Binding{{"F", "c"}, ViewAction::fill, "cover the view with the picture"},
-    Binding{
-        {"a", ""}, ViewAction::automatic, "cover when picture and view are both wide or both tall, else fit"},
-    Binding{{"o", ""}, ViewAction::nextOrientation, "next orientation"},
-    Binding{{"O", ""}, ViewAction::previousOrientation, "previous orientation"},
+constexpr std::array keys{
+    Key{"f", ViewAction::fit, "f  show the whole picture"},
+    Key{"c", ViewAction::fill, "c  cover the view with the picture"},
+    Key{"F", ViewAction::fill, ""},
+    Key{"a", ViewAction::automatic, "a  cover when picture and view are both wide or both tall, else fit"},
+    Key{"o", ViewAction::nextOrientation, "o  next orientation"},
+    Key{"O", ViewAction::previousOrientation, "O  orientation before"},
     // Views draw sharp pictures only; a key that does nothing is not worth a line.
-    Binding{{"b", ""}, ViewAction::moreBlur, ""},
-    Binding{{"B", ""}, ViewAction::lessBlur, ""},
-    Binding{{"0", ""}, ViewAction::noBlur, ""},
-    Binding{{"g", ""}, ViewAction::nextBackground, "next background colour"},
-    Binding{{"t", ""}, ViewAction::toggleAnimation, "show changes of orientation as a turn, or at once"},
-    Binding{{"s", ""}, ViewAction::saveScreenshot, "save what the view shows"},
-    Binding{{"h", "?"}, ViewAction::showHelp, "show these keys"},
-    Binding{{"q", "Escape"}, ViewAction::quit, "quit"},
+    Key{"b", ViewAction::moreBlur, ""},
+    Key{"B", ViewAction::lessBlur, ""},
+    Key{"0", ViewAction::noBlur, ""},
+    Key{"g", ViewAction::nextBackground, "g  next background colour"},
+    Key{"t", ViewAction::toggleAnimation, "t  show changes of orientation as a turn, or not"},
+    Key{"s", ViewAction::screenshot, "s  save a picture of the view"},
+    Key{"h", ViewAction::help, "h  these lines"},
+    Key{"?", ViewAction::help, ""},
+    Key{"q", ViewAction::quit, "q  end"},
+    Key{"Escape", ViewAction::quit, ""},
+    Key{"\x1b", ViewAction::quit, ""},
 };
 
 /// Pixels; each step is about twice as strong as the one before.
 constexpr std::array blurRadii{0.0F, 2.0F, 4.0F, 8.0F, 16.0F, 32.0F, 64.0F};
 
+/// The next of the known radii above or below any radius.
+float blurAbove(float radius) {
+  const auto above = std::ranges::upper_bound(blurRadii, radius);
+  return above == blurRadii.end() ? blurRadii.back() : *above;
+}
+float blurBelow(float radius) {
+  const auto notBelow = std::ranges::lower_bound(blurRadii, radius);
+  return notBelow == blurRadii.begin() ? blurRadii.front() : *(notBelow - 1);
+}
+
+/// The colours that the key goes through, the first one after any other.
+constexpr std::array<NSColor::RGBA, 4> backgrounds{
+    {{0, 0, 0, 1}, {1, 1, 1, 1}, {0.5, 0.5, 0.5, 1}, {0, 0.6, 0.2, 1}}};
+
+std::shared_ptr<const NSColor> backgroundAfter(const std::shared_ptr<const NSColor>& color) {
+  // No colour is shown as black.
+  const auto now = color ? color->usingDeviceRGBColorSpace() : std::optional(backgrounds.front());
+  const auto found = now ? std::ranges::find(backgrounds, *now) : backgrounds.end();
+  const bool isLast = found == backgrounds.end() || found + 1 == backgrounds.end();
+  const NSColor::RGBA& next = isLast ? backgrounds.front() : *(found + 1);
+  return NSColor::deviceRGB(next.red, next.green, next.blue, next.alpha);
+}
+
+CGImagePropertyOrientation turned(CGImagePropertyOrientation orientation, int steps) {
+  constexpr int count = 8;  // they are numbered from 1
+  const int index = (static_cast<int>(orientation) - 1 + steps + count) % count;
+  return static_cast<CGImagePropertyOrientation>(index + 1);
+}
+
+std::string_view placingName(ViewOptions::Placing placing) {
+  switch (placing) {
+    case ViewOptions::Placing::fill:
+      return "covering";
+    case ViewOptions::Placing::automatic:
+      return "fitting automatically";
+    case ViewOptions::Placing::fit:
+    default:
+      return "fitting";
+  }
+}
+
 }  // namespace
 
 std::optional<ViewAction> viewAction(std::string_view key) {
-  if (key.empty()) return std::nullopt;
-  const auto found = std::ranges::find_if(bindings, [key](const Binding& binding) {
-    return std::ranges::find(binding.keys, key) != binding.keys.end();
-  });
-  return found == bindings.end() ? std::nullopt : std::optional(found->action);
+  const auto found = std::ranges::find(keys, key, &Key::name);
+  return found == keys.end() ? std::nullopt : std::optional(found->action);
 }
 
 std::string viewKeysText() {
-  constexpr std::size_t keysWidth = 12;
-  std::string text = "Keys:";
-  for (const Binding& binding : bindings) {
-    if (binding.help.empty()) continue;
-    std::string keys(binding.keys[0]);
-    if (!binding.keys[1].empty()) keys.append(", ").append(binding.keys[1]);
-    keys.resize(keysWidth, ' ');
-    text.append("\n  ").append(keys).append(binding.help);
+  std::string text;
+  for (const Key& key : keys) {
+    if (!key.help.empty()) text += (text.empty() ? "" : "\n") + std::string(key.help);
   }
   return text;
 }
 
-ViewState::ViewState(const ViewOptions& options)
-    : options_(options),
-      backgrounds_{options.background, NSColor::deviceWhite(0), NSColor::deviceWhite(0.5),
-                   NSColor::deviceWhite(1), NSColor::deviceRGB(0.15, 0.3, 0.45, 1)} {
-  // Without a colour of one's own, black is there already.
-  if (!options.background) backgrounds_.erase(backgrounds_.begin() + 1);
-}
-
-bool ViewState::apply(ViewAction action) {
+ViewOptions changed(ViewOptions options, ViewAction action) {
   switch (action) {
     case ViewAction::fit:
-      options_.placing = ViewOptions::Placing::fit;
-      return true;
+      options.placing = ViewOptions::Placing::fit;
+      break;
     case ViewAction::fill:
-      options_.placing = ViewOptions::Placing::fill;
-      return true;
+      options.placing = ViewOptions::Placing::fill;
+      break;
     case ViewAction::automatic:
-      options_.placing = ViewOptions::Placing::automatic;
-      return true;
+      options.placing = ViewOptions::Placing::automatic;
+      break;
     case ViewAction::nextOrientation:
-      turn(1);
-      return true;
+      options.orientation = turned(options.orientation, 1);
+      break;
     case ViewAction::previousOrientation:
-      turn(-1);
-      return true;
+      options.orientation = turned(options.orientation, -1);
+      break;
     case ViewAction::moreBlur:
-      blur(1);
-      return true;
+      options.blurRadius = blurAbove(options.blurRadius);
+      break;
     case ViewAction::lessBlur:
-      blur(-1);
-      return true;
+      options.blurRadius = blurBelow(options.blurRadius);
+      break;
     case ViewAction::noBlur:
-      options_.blurRadius = 0;
-      return true;
+      options.blurRadius = 0;
+      break;
     case ViewAction::nextBackground:
-      changeBackground();
-      return true;
+      options.background = backgroundAfter(options.background);
+      break;
     case ViewAction::toggleAnimation:
-      options_.animates = !options_.animates;
-      return true;
-    case ViewAction::saveScreenshot:
-    case ViewAction::showHelp:
+      options.animates = !options.animates;
+      break;
+    case ViewAction::screenshot:
+    case ViewAction::help:
     case ViewAction::quit:
+    default:
       break;
   }
-  return false;
+  return options;
 }
 
-/// The orientations are numbered from 1; after the last comes the first.
-void ViewState::turn(int steps) {
-  constexpr int count = 8;
-  const int index = static_cast<int>(options_.orientation) - 1;
-  options_.orientation =
-      CGImagePropertyOrientation{static_cast<std::uint32_t>((index + steps + count) % count + 1)};
-}
-
-/// To the next of the known radii, up or down, from any radius.
-void ViewState::blur(int steps) {
-  const auto above = std::ranges::upper_bound(blurRadii, options_.blurRadius);
-  const auto notBelow = std::ranges::lower_bound(blurRadii, options_.blurRadius);
-  if (steps > 0) {
-    options_.blurRadius = above == blurRadii.end() ? blurRadii.back() : *above;
-  } else {
-    options_.blurRadius = notBelow == blurRadii.begin() ? blurRadii.front() : *(notBelow - 1);
-  }
-}
-
-void ViewState::changeBackground() {
-  background_ = (background_ + 1) % backgrounds_.size();
-  options_.background = backgrounds_[background_];
+std::string describe(const ViewOptions& options) {
+  return std::string(placingName(options.placing)) + ", orientation " +
+         std::string(orientationName(options.orientation)) + (options.animates ? ", turns animated" : "");
 }
 
 }  // namespace qelvideo

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace qelvideo {
 
@@ -20,6 +21,9 @@ struct ViewOptions {
   bool animates = false;
   float blurRadius = 0;  ///< pixels; 0: sharp
 };
+
+/// As `parseOrientation` takes it.
+[[nodiscard]] std::string_view orientationName(QelUtilVideo::CGImagePropertyOrientation orientation);
 
 // Readers of options' values. Each throws `UsageFailure` that shows what is understood.
 

@@ -30,10 +30,12 @@
 #include <QelUtilVideo/platform/NSCoder.h>
 #include <QelUtilVideo/platform/NSColor.h>
 #include <QelUtilVideo/platform/NSError.h>
+#include <QelUtilVideo/platform/NSEvent.h>
 #include <QelUtilVideo/platform/NSImage.h>
 #include <QelUtilVideo/platform/NSObject.h>
 #include <QelUtilVideo/platform/NSScreen.h>
 #include <QelUtilVideo/platform/NSView.h>
 #include <QelUtilVideo/platform/NSWindow.h>
+#include <QelUtilVideo/platform/NSWindowDelegate.h>
 #include <QelUtilVideo/platform/NotificationCenter.h>
 #include <QelUtilVideo/platform/PixelBufferConversion.h>

@@ -15,10 +15,13 @@
 #include "platform/linux/media/PixmanImages.h"
 #include "platform/linux/x11/X11Cursor.h"
 #include "platform/linux/x11/X11Displays.h"
+#include "platform/linux/x11/X11EventPump.h"
 #include "platform/linux/x11/X11Examination.h"
+#include "platform/linux/x11/X11Views.h"
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -45,9 +48,13 @@ class NoMetal final : public Metal {
   [[nodiscard]] std::shared_ptr<MTLDevice> MTLCreateSystemDefaultDevice() override { return nullptr; }
 };
 
-/// The connection that displays and cursor share.
+/// The connection that displays, cursor and windows share.
 struct X11 {
+  explicit X11(EventLoop& loop) {
+    if (connection) pump.emplace(connection, loop);
+  }
   std::shared_ptr<X11Connection> connection = X11Connection::open();
+  std::optional<X11EventPump> pump;
 };
 
 /// What the machine may have that nobody asks for.
@@ -78,9 +85,10 @@ class LinuxPlatform final : public Platform {
   Bundle& bundle() override { return bundle_.get(); }
   SystemLog& systemLog() override { return systemLog_.get(); }
   Displays& displays() override {
-    return displays_.get(x11_.get().connection, linuxDispatch().eventLoop(), notificationCenter(), trouble_);
+    return displays_.get(x11().connection, linuxDispatch().eventLoop(), notificationCenter(), trouble_);
   }
-  Cursor& cursor() override { return cursor_.get(x11_.get().connection); }
+  Cursor& cursor() override { return cursor_.get(x11().connection); }
+  Views& views() override { return views_.get(x11().connection, linuxDispatch().eventLoop(), trouble_); }
   Images& images() override { return images_; }
   Metal& metal() override { return metal_; }
   OpenGL& openGL() override { return openGL_.get(trouble_); }
@@ -88,6 +96,7 @@ class LinuxPlatform final : public Platform {
 
  private:
   LinuxDispatch& linuxDispatch() { return dispatch_.get(trouble_); }
+  X11& x11() { return x11_.get(linuxDispatch().eventLoop()); }
 
   const TroubleHandler trouble_ = [this](const std::string& text) { platformTrouble(*this, text); };
   // Parts that others stand on come first.
@@ -101,6 +110,7 @@ class LinuxPlatform final : public Platform {
   OnFirstUse<X11> x11_;
   OnFirstUse<X11Displays> displays_;
   OnFirstUse<X11Cursor> cursor_;
+  OnFirstUse<X11Views> views_;
   PixmanImages images_;
   NoMetal metal_;
   OnFirstUse<EglOpenGL> openGL_;

@@ -8,6 +8,7 @@
 #include "support/simulated/SimulatedDisplays.h"
 #include "support/simulated/SimulatedOpenGL.h"
 #include "support/simulated/SimulatedServices.h"
+#include "support/simulated/SimulatedViews.h"
 
 namespace QelUtilVideo {
 
@@ -31,6 +32,7 @@ class SimulatedPlatform final : public Platform {
   SimulatedSystemLog& systemLog() override { return systemLog_; }
   SimulatedDisplays& displays() override { return displays_; }
   SimulatedCursor& cursor() override { return cursor_; }
+  SimulatedViews& views() override { return views_; }
   Images& images() override { return images_; }
   SimulatedMetal& metal() override { return metal_; }
   SimulatedOpenGL& openGL() override { return openGL_; }
@@ -53,6 +55,7 @@ class SimulatedPlatform final : public Platform {
   SimulatedBundle bundle_;
   SimulatedDisplays displays_;
   SimulatedCursor cursor_;
+  SimulatedViews views_;
   PixmanImages images_;
   SimulatedMetal metal_;
   SimulatedOpenGL openGL_;

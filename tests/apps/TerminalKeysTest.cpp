@@ -7,6 +7,8 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,74 +16,10 @@
 #include "HostLoop.h"
 #include "KeyDecoder.h"
 #include "TerminalKeys.h"
-#include "ViewKeys.h"
 
-using namespace QelUtilVideo;
 using namespace qelvideo;
 using testing::ElementsAre;
 using Keys = std::vector<std::string>;
-
-// What keys do
-
-TEST(ViewKeys, eachKeyAsksForOneThingAndTheHelpTellsAllThatShow) {
-  const std::vector<std::pair<Keys, std::optional<ViewAction>>> cases{
-      {{"f"}, ViewAction::fit},
-      {{"F", "c"}, ViewAction::fill},
-      {{"a"}, ViewAction::automatic},
-      {{"o"}, ViewAction::nextOrientation},
-      {{"O"}, ViewAction::previousOrientation},
-      {{"b"}, ViewAction::moreBlur},
-      {{"B"}, ViewAction::lessBlur},
-      {{"0"}, ViewAction::noBlur},
-      {{"g"}, ViewAction::nextBackground},
-      {{"t"}, ViewAction::toggleAnimation},
-      {{"s"}, ViewAction::saveScreenshot},
-      {{"h", "?"}, ViewAction::showHelp},
-      {{"q", "Escape"}, ViewAction::quit},
-      {{"", "x", "Q", "escape", "ff", "Return"}, std::nullopt},
-  };
-  for (const auto& [keys, action] : cases) {
-    for (const std::string& key : keys) EXPECT_EQ(viewAction(key), action) << key;
-  }
-  const std::string help = viewKeysText();
-  for (const char* line : {"\n  F, c        ", "\n  q, Escape   ", "\n  t           "}) {
-    EXPECT_NE(help.find(line), std::string::npos) << help;
-  }
-  EXPECT_EQ(help.find("blur"), std::string::npos);
-}
-
-TEST(ViewState, eachActionChangesItsOwnSettingAndGoesRound) {
-  ViewOptions options;
-  options.orientation = CGImagePropertyOrientation::left;
-  options.background = NSColor::deviceRGB(1, 0, 0, 1);
-  options.blurRadius = 5;
-  ViewState state(options);
-  const auto after = [&state](std::initializer_list<ViewAction> actions) {
-    for (const ViewAction action : actions) EXPECT_TRUE(state.apply(action));
-    return state.options();
-  };
-  using A = ViewAction;
-  EXPECT_EQ(after({A::fill}).placing, ViewOptions::Placing::fill);
-  EXPECT_EQ(after({A::automatic}).placing, ViewOptions::Placing::automatic);
-  EXPECT_EQ(after({A::fit}).placing, ViewOptions::Placing::fit);
-  EXPECT_EQ(after({A::nextOrientation}).orientation, CGImagePropertyOrientation::up);
-  EXPECT_EQ(after({A::previousOrientation, A::previousOrientation}).orientation,
-            CGImagePropertyOrientation::rightMirrored);
-  EXPECT_TRUE(after({A::toggleAnimation}).animates);
-  EXPECT_FALSE(after({A::toggleAnimation}).animates);
-  for (const float radius : {8.0F, 16.0F, 32.0F, 64.0F, 64.0F}) {
-    EXPECT_EQ(after({A::moreBlur}).blurRadius, radius);
-  }
-  EXPECT_EQ(after({A::noBlur}).blurRadius, 0);
-  EXPECT_EQ(after({A::lessBlur}).blurRadius, 0);
-  EXPECT_EQ(after({A::moreBlur, A::moreBlur, A::lessBlur}).blurRadius, 2);
-  EXPECT_NE(after({A::nextBackground}).background, options.background);
-  EXPECT_EQ(after(std::initializer_list<A>{A::nextBackground, A::nextBackground, A::nextBackground,
-                                           A::nextBackground})
-                .background,
-            options.background);
-  for (const A other : {A::saveScreenshot, A::showHelp, A::quit}) EXPECT_FALSE(state.apply(other));
-}
 
 // Bytes as keys
 
@@ -157,67 +95,62 @@ class Keyboard {
   std::optional<StandardInput> input_;
 };
 
-/// What standard input gave until it ended, or until the key.
+/// What standard input gave.
 struct Received {
   Keys keys;
-  bool ended = false;
 
-  void runUntil(HostLoop& loop, const std::string& key) {
-    EXPECT_EQ(loop.runUntil([&] { return ended || (!keys.empty() && keys.back() == key); }, 20),
-              HostLoop::End::done);
+  TerminalKeys::Handler handler() {
+    return [this](const std::string& key) { keys.push_back(key); };
   }
 };
+
+void runUntil(HostLoop& loop, const std::function<bool()>& done) {
+  EXPECT_EQ(loop.runUntil(done, 20), HostLoop::End::done);
+}
 
 TEST(TerminalKeys, aTerminalGivesEachKeyAndIsPutBack) {
   HostLoop loop;
   Keyboard keyboard;
   Received received;
   {
-    TerminalKeys keys(
-        loop, [&](const std::string& key) { received.keys.push_back(key); }, [&] { received.ended = true; });
+    TerminalKeys keys(loop, received.handler());
     EXPECT_FALSE(keyboard.gathersLines());
     keyboard.press("f\x1b[A\x1b");
-    received.runUntil(loop, "Escape");
-    EXPECT_THAT(received.keys, ElementsAre("f", "Up", "Escape"));
+    runUntil(loop, [&] { return received.keys.size() == 3; });
+    EXPECT_FALSE(keys.ended());
     keyboard.press("g\x04q");
-    received.runUntil(loop, "q");
+    runUntil(loop, [&] { return keys.ended(); });
     EXPECT_THAT(received.keys, ElementsAre("f", "Up", "Escape", "g"));
-    EXPECT_TRUE(received.ended);
     EXPECT_TRUE(keyboard.gathersLines());
   }
-  received = {};
-  TerminalKeys again(
-      loop, [&](const std::string& key) { received.keys.push_back(key); }, [&] { received.ended = true; });
+  TerminalKeys again(loop, received.handler());
   EXPECT_FALSE(keyboard.gathersLines());
   keyboard.unplug();
-  received.runUntil(loop, "");
-  EXPECT_TRUE(received.ended);
+  runUntil(loop, [&] { return again.ended(); });
 }
 
 TEST(TerminalKeys, aTerminalIsPutBackWhateverEndsTheProcess) {
   Keyboard keyboard;
   const auto endBy = [](int signal) {
     HostLoop loop;
-    const TerminalKeys keys(
-        loop, [](const std::string&) {}, [] {});
+    const TerminalKeys keys(loop, [](const std::string&) {});
     // The first of those that ask for an end is heeded, the second one obeyed.
     for (int i = 0; i < 2; ++i) std::raise(signal);
   };
-  for (const int signal : {SIGINT, SIGTERM, SIGQUIT, SIGHUP, SIGABRT, SIGFPE}) {
+  for (const int signal : {SIGINT, SIGTERM, SIGQUIT, SIGHUP, SIGABRT}) {
     EXPECT_EXIT(endBy(signal), testing::KilledBySignal(signal), "") << signal;
     EXPECT_TRUE(keyboard.gathersLines()) << signal;
   }
   const auto leave = [] {
     HostLoop loop;
-    const TerminalKeys keys(
-        loop, [](const std::string&) {}, [] {});
+    const TerminalKeys keys(loop, [](const std::string&) {});
     std::exit(3);
   };
   EXPECT_EXIT(leave(), testing::ExitedWithCode(3), "");
   EXPECT_TRUE(keyboard.gathersLines());
 }
 
-TEST(TerminalKeys, aPipeGivesItsCharactersAndItsEndAndAFileNothing) {
+TEST(TerminalKeys, aPipeAndAFileGiveTheirCharactersAndTheirEnd) {
   HostLoop loop;
   int ends[2];
   ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
@@ -227,20 +160,15 @@ TEST(TerminalKeys, aPipeGivesItsCharactersAndItsEndAndAFileNothing) {
   {
     const StandardInput input(reading.get());
     ASSERT_EQ(::write(writing.get(), "q\x1b\x04?", 4), 4);
-    TerminalKeys keys(
-        loop, [&](const std::string& key) { received.keys.push_back(key); }, [&] { received.ended = true; });
-    received.runUntil(loop, "?");
-    EXPECT_FALSE(received.ended);
+    TerminalKeys keys(loop, received.handler());
+    runUntil(loop, [&] { return received.keys.size() == 3; });
+    EXPECT_FALSE(keys.ended());
     writing = FileDescriptor();
-    received.runUntil(loop, "");
-    EXPECT_TRUE(received.ended);
+    runUntil(loop, [&] { return keys.ended(); });
     EXPECT_THAT(received.keys, ElementsAre("q", "Escape", "?"));
   }
   const FileDescriptor nothing(::open("/dev/null", O_RDONLY | O_CLOEXEC));
   const StandardInput input(nothing.get());
-  received = {};
-  TerminalKeys keys(
-      loop, [](const std::string&) {}, [&] { received.ended = true; });
-  loop.runUntil([] { return false; }, 0.05);
-  EXPECT_FALSE(received.ended);
+  TerminalKeys keys(loop, received.handler());
+  runUntil(loop, [&] { return keys.ended(); });
 }
