@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Cancellation.h"
+#include "TerminalMode.h"
 
 namespace qelvideo {
 
@@ -22,8 +23,14 @@ Cancellation& interruptionEvent() {
   return event;
 }
 
-void onSignal(int) {
+void onSignal(int signal) {
   const int saved = errno;
+  if (interruptionEvent().isSet()) {
+    TerminalMode::putBack();
+    std::signal(signal, SIG_DFL);
+    // Comes when this handler returns.
+    std::raise(signal);
+  }
   interruptionEvent().set();
   errno = saved;
 }
@@ -34,7 +41,6 @@ HostLoop::HostLoop() {
   interruptionEvent();
   struct sigaction action {};
   action.sa_handler = onSignal;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);

@@ -1,89 +1,79 @@
 #include "TerminalKeys.h"
 
+#include <QelUtilVideo/platform/MainLoop.h>
 #include <poll.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <csignal>
-#include <cstdlib>
 #include <utility>
 
 namespace qelvideo {
 
 namespace {
 
-/// How the terminal was, for whatever ends or stops the program; read by signal handlers.
-termios before;
-volatile std::sig_atomic_t isChanged = 0;
+/// Seconds within which a terminal sends the rest of what begins like an escape, even far away.
+constexpr double restTimeout = 0.05;
+constexpr char controlD = 0x04;
 
-bool isForeground() { return ::tcgetpgrp(STDIN_FILENO) == ::getpgrp(); }
-
-void restoreTerminal() {
-  if (isChanged) ::tcsetattr(STDIN_FILENO, TCSANOW, &before);
-}
-
-void changeTerminal() {
-  termios changed = before;
-  changed.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-  changed.c_cc[VMIN] = 1;
-  changed.c_cc[VTIME] = 0;
-  ::tcsetattr(STDIN_FILENO, TCSANOW, &changed);
-}
-
-void onStop(int) {
-  const int saved = errno;
-  restoreTerminal();
-  ::raise(SIGSTOP);
-  // Here the person has it continue.
-  if (isChanged && isForeground()) changeTerminal();
-  errno = saved;
-}
-
-void setStopHandler(void (*handler)(int)) {
-  struct sigaction action {};
-  action.sa_handler = handler;
-  action.sa_flags = SA_RESTART;
-  sigemptyset(&action.sa_mask);
-  sigaction(SIGTSTP, &action, nullptr);
-}
-
-void takeTerminal() {
-  if (!::isatty(STDIN_FILENO) || !isForeground() || ::tcgetattr(STDIN_FILENO, &before) != 0) return;
-  isChanged = 1;
-  static const bool registered = std::atexit(restoreTerminal) == 0;
-  static_cast<void>(registered);
-  setStopHandler(onStop);
-  changeTerminal();
-}
+bool isTerminal() { return ::isatty(STDIN_FILENO) == 1; }
 
 }  // namespace
 
-TerminalKeys::TerminalKeys(HostLoop& loop, Handler pressed) : pressed_(std::move(pressed)) {
-  takeTerminal();
-  // A terminal that is somebody else's for now would stop the program when it is read.
-  if (::isatty(STDIN_FILENO) && !isChanged) return;
-  watch_ = loop.watch(STDIN_FILENO, POLLIN, [this](short) { read(); });
+TerminalKeys::TerminalKeys(HostLoop& loop, Handler pressed)
+    : loop_(loop),
+      pressed_(std::move(pressed)),
+      decoder_(isTerminal() ? KeyDecoder::Source::terminal : KeyDecoder::Source::pipe) {
+  if (isTerminal()) {
+    mode_.emplace(loop_, [this] { followTerminal(); });
+    followTerminal();
+  } else {
+    watch_ = loop_.watch(STDIN_FILENO, POLLIN, [this](short events) { read(events); });
+  }
 }
 
-TerminalKeys::~TerminalKeys() {
-  if (!isChanged) return;
-  restoreTerminal();
-  isChanged = 0;
-  setStopHandler(SIG_DFL);
+/// In the background its keys are for somebody else, but its end still counts.
+void TerminalKeys::followTerminal() {
+  const short events = mode_->isTaken() ? POLLIN : 0;
+  watch_ = loop_.watch(STDIN_FILENO, events, [this](short ready) { read(ready); });
 }
 
-void TerminalKeys::read() {
-  std::array<char, 256> bytes{};
-  const ssize_t count = ::read(STDIN_FILENO, bytes.data(), bytes.size());
-  if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;
-  if (count <= 0) {
-    ended_ = true;
-    watch_.reset();
+void TerminalKeys::read(short events) {
+  if (mode_ && !mode_->isTaken()) {
+    if (events & (POLLHUP | POLLERR | POLLNVAL)) end();
     return;
   }
-  for (ssize_t i = 0; i < count; ++i) pressed_(std::string(1, bytes[static_cast<std::size_t>(i)]));
+  std::array<char, 256> bytes;
+  const ssize_t count = ::read(STDIN_FILENO, bytes.data(), bytes.size());
+  if (count > 0) return handOut({bytes.data(), static_cast<std::size_t>(count)});
+  if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;
+  // A terminal that has nothing to read after all is there still.
+  if (count == 0 && mode_ && !(events & POLLHUP)) return;
+  end();
+}
+
+void TerminalKeys::handOut(std::string_view bytes) {
+  const std::size_t last = mode_ ? bytes.find(controlD) : std::string_view::npos;
+  for (const std::string& key : decoder_.decode(bytes.substr(0, last))) pressed_(key);
+  if (last != std::string_view::npos) return end();
+  if (mode_ && decoder_.isWaiting()) awaitRest();
+}
+
+void TerminalKeys::awaitRest() {
+  const int wait = ++*waits_;
+  QelUtilVideo::MainLoop::main().after(restTimeout, [this, wait, weak = std::weak_ptr(waits_)] {
+    const auto waits = weak.lock();
+    if (!waits || *waits != wait || !decoder_.isWaiting()) return;
+    const std::string key = decoder_.giveUp();
+    if (!key.empty()) pressed_(key);
+  });
+}
+
+void TerminalKeys::end() {
+  watch_.reset();
+  ++*waits_;
+  mode_.reset();
+  ended_ = true;
 }
 
 }  // namespace qelvideo

@@ -53,6 +53,7 @@ VideoView::VideoView(std::shared_ptr<NSWindow> window, const ViewOptions& option
   view_->setAutomaticallyAdjustsFitMode(options.placing == ViewOptions::Placing::automatic);
   view_->setFitInBounds(options.placing != ViewOptions::Placing::fill);
   view_->setRotateAnimationEnabled(options.animates);
+  view_->setBlurRadius(options.blurRadius);
   view_->setImageBuffer(frames_->container());
   view_->addContentSizeObserver([](CGSize) { HostLoop::wake(); });
   window_->contentView()->addSubview(view_);

@@ -26,6 +26,7 @@ struct ViewCommandOptions {
   std::string orientation = "up";
   std::string background;
   bool animates = false;
+  float blurRadius = 0;
   std::string backend = "auto";
 };
 
@@ -37,6 +38,7 @@ ViewOptions viewOptions(const ViewCommandOptions& options) {
   view.orientation = parseOrientation(options.orientation);
   if (!options.background.empty()) view.background = parseColor(options.background);
   view.animates = options.animates;
+  view.blurRadius = options.blurRadius;
   return view;
 }
 
@@ -107,6 +109,8 @@ void addViewCommand(CLI::App& app, Action& action) {
   command->add_option("--background", options->background, "Colour around the picture")
       ->type_name("#rrggbb[aa]");
   command->add_flag("--animate", options->animates, "Show a change of orientation as a turn");
+  // Views draw sharp pictures whatever the radius, so the help does not tell of it.
+  command->add_option("--blur", options->blurRadius)->check(CLI::NonNegativeNumber)->group("");
   command
       ->add_option("--backend", options->backend,
                    "What draws: opengl; metal, where there is one; or what the library chooses")

@@ -10,27 +10,44 @@ using namespace QelUtilVideo;
 namespace {
 
 struct Key {
-  char character;
+  std::string_view name;
   ViewAction action;
-  std::string_view help;
+  std::string_view help;  ///< empty: not told
 };
-
-constexpr char escape = 0x1B;
 
 constexpr std::array keys{
-    Key{'f', ViewAction::fit, "f  show the whole picture"},
-    Key{'c', ViewAction::fill, "c  cover the view with the picture"},
-    Key{'a', ViewAction::automatic, "a  cover when picture and view are both wide or both tall, else fit"},
-    Key{'o', ViewAction::nextOrientation, "o  next orientation"},
-    Key{'O', ViewAction::previousOrientation, "O  orientation before"},
-    Key{'g', ViewAction::nextBackground, "g  next background colour"},
-    Key{'t', ViewAction::toggleAnimation, "t  show changes of orientation as a turn, or not"},
-    Key{'s', ViewAction::screenshot, "s  save a picture of the view"},
-    Key{'h', ViewAction::help, "h  these lines"},
-    Key{'?', ViewAction::help, ""},
-    Key{'q', ViewAction::quit, "q  end"},
-    Key{escape, ViewAction::quit, ""},
+    Key{"f", ViewAction::fit, "f  show the whole picture"},
+    Key{"c", ViewAction::fill, "c  cover the view with the picture"},
+    Key{"F", ViewAction::fill, ""},
+    Key{"a", ViewAction::automatic, "a  cover when picture and view are both wide or both tall, else fit"},
+    Key{"o", ViewAction::nextOrientation, "o  next orientation"},
+    Key{"O", ViewAction::previousOrientation, "O  orientation before"},
+    // Views draw sharp pictures only; a key that does nothing is not worth a line.
+    Key{"b", ViewAction::moreBlur, ""},
+    Key{"B", ViewAction::lessBlur, ""},
+    Key{"0", ViewAction::noBlur, ""},
+    Key{"g", ViewAction::nextBackground, "g  next background colour"},
+    Key{"t", ViewAction::toggleAnimation, "t  show changes of orientation as a turn, or not"},
+    Key{"s", ViewAction::screenshot, "s  save a picture of the view"},
+    Key{"h", ViewAction::help, "h  these lines"},
+    Key{"?", ViewAction::help, ""},
+    Key{"q", ViewAction::quit, "q  end"},
+    Key{"Escape", ViewAction::quit, ""},
+    Key{"\x1b", ViewAction::quit, ""},
 };
+
+/// Pixels; each step is about twice as strong as the one before.
+constexpr std::array blurRadii{0.0F, 2.0F, 4.0F, 8.0F, 16.0F, 32.0F, 64.0F};
+
+/// The next of the known radii above or below any radius.
+float blurAbove(float radius) {
+  const auto above = std::ranges::upper_bound(blurRadii, radius);
+  return above == blurRadii.end() ? blurRadii.back() : *above;
+}
+float blurBelow(float radius) {
+  const auto notBelow = std::ranges::lower_bound(blurRadii, radius);
+  return notBelow == blurRadii.begin() ? blurRadii.front() : *(notBelow - 1);
+}
 
 /// The colours that the key goes through, the first one after any other.
 constexpr std::array<NSColor::RGBA, 4> backgrounds{
@@ -65,9 +82,8 @@ std::string_view placingName(ViewOptions::Placing placing) {
 
 }  // namespace
 
-std::optional<ViewAction> viewAction(std::string_view characters) {
-  if (characters.size() != 1) return std::nullopt;
-  const auto found = std::ranges::find(keys, characters.front(), &Key::character);
+std::optional<ViewAction> viewAction(std::string_view key) {
+  const auto found = std::ranges::find(keys, key, &Key::name);
   return found == keys.end() ? std::nullopt : std::optional(found->action);
 }
 
@@ -95,6 +111,15 @@ ViewOptions changed(ViewOptions options, ViewAction action) {
       break;
     case ViewAction::previousOrientation:
       options.orientation = turned(options.orientation, -1);
+      break;
+    case ViewAction::moreBlur:
+      options.blurRadius = blurAbove(options.blurRadius);
+      break;
+    case ViewAction::lessBlur:
+      options.blurRadius = blurBelow(options.blurRadius);
+      break;
+    case ViewAction::noBlur:
+      options.blurRadius = 0;
       break;
     case ViewAction::nextBackground:
       options.background = backgroundAfter(options.background);

@@ -17,6 +17,9 @@ enum class ViewAction {
   automatic,
   nextOrientation,
   previousOrientation,
+  moreBlur,
+  lessBlur,
+  noBlur,
   nextBackground,
   toggleAnimation,
   screenshot,
@@ -24,8 +27,9 @@ enum class ViewAction {
   quit,
 };
 
-/// What the key asks for; absent for a key without a meaning. `characters` is the text that it types.
-[[nodiscard]] std::optional<ViewAction> viewAction(std::string_view characters);
+/// What the key asks for; absent for a key without a meaning. `key` is the text that it types, or its name
+/// as `KeyDecoder` has it.
+[[nodiscard]] std::optional<ViewAction> viewAction(std::string_view key);
 /// One line a key, for the person at the terminal.
 [[nodiscard]] std::string viewKeysText();
 

@@ -98,6 +98,7 @@ class Viewer {
       view.setFitInBounds(options.placing == ViewOptions::Placing::fit);
     }
     view.setRotateAnimationEnabled(options.animates);
+    view.setBlurRadius(options.blurRadius);
     view.setBackgroundColor(options.background);
     frames()->setOrientation(options.orientation);
     context_.terminal.note("view: " + describe(options));

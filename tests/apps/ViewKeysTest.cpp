@@ -25,6 +25,7 @@ TEST(ViewKeys, keysChangeWhatTheyNameAndNothingElse) {
   const std::vector<std::pair<const char*, const char*>> cases{
       {"", "fitting, orientation up"},
       {"c", "covering, orientation up"},
+      {"F", "covering, orientation up"},
       {"ca", "fitting automatically, orientation up"},
       {"cf", "fitting, orientation up"},
       {"o", "fitting, orientation up-mirrored"},
@@ -43,8 +44,15 @@ TEST(ViewKeys, keysChangeWhatTheyNameAndNothingElse) {
   pattern.background = QelUtilVideo::NSColor::pattern();
   EXPECT_TRUE(press(pattern, "g").background->usingDeviceRGBColorSpace());
 
+  ViewOptions blurred;
+  blurred.blurRadius = 5;
+  const std::vector<std::pair<const char*, float>> blurs{{"b", 8},    {"bbbb", 64}, {"bbbbbb", 64}, {"B", 4},
+                                                         {"BBBB", 0}, {"0", 0},     {"0bbB", 2}};
+  for (const auto& [keys, radius] : blurs) EXPECT_EQ(press(blurred, keys).blurRadius, radius) << keys;
+
   EXPECT_EQ(viewAction("q"), ViewAction::quit);
   EXPECT_EQ(viewAction("\x1b"), ViewAction::quit);
+  EXPECT_EQ(viewAction("Escape"), ViewAction::quit);
   EXPECT_EQ(viewAction("qq"), std::nullopt);
   EXPECT_EQ(viewAction(""), std::nullopt);
 }

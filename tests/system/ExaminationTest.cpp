@@ -102,8 +102,9 @@ TEST(Examination, aServerThatNeverAnswersIsGivenUp) {
   constexpr int portOfDisplay0 = 6000;
   const std::string name = "127.0.0.1:" + std::to_string(ntohs(address.sin_port) - portOfDisplay0);
 
-  LinuxDiagnostics diagnostics(
-      {{Finding::Area::displays, "X server", "End it.", [name] { return examineX11(name.c_str()); }}}, 0.3);
+  LinuxDiagnostics diagnostics({{{Finding::Area::displays, "X server", State::missing, "", "End it."},
+                                 [name] { return examineX11(name.c_str()); }}},
+                               0.3);
   const std::vector<Finding> findings = diagnostics.examine();
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_TRUE(isMissing(findings[0]));

@@ -66,12 +66,15 @@ std::vector<Finding> findUnused() {
 
 std::vector<LinuxDiagnostics::Examination> examinations() {
   using Area = Finding::Area;
-  return {{Area::displays, "X server", "End the server that DISPLAY names, or set DISPLAY to another one.",
-           [] { return examineX11(); }},
-          {Area::drawing, "OpenGL", "Look at the system's log for what the graphics driver says.",
-           [] { return examineOpenGL(); }},
-          {Area::cameras, "Cameras", "", findUnused},
-          {Area::system, "Services", "Look whether the user's home folder can be read.",
+  using State = Finding::State;
+  constexpr const char* otherServer = "End the X server that DISPLAY names, or set DISPLAY to another one.";
+  constexpr const char* lookAtLog = "Look at the system's log for what the graphics driver says.";
+  return {{{Area::displays, "X server", State::missing, "", otherServer}, [] { return examineX11(); }},
+          {{Area::drawing, "OpenGL", State::missing, "", lookAtLog}, [] { return examineOpenGL(); }},
+          {{Area::drawing, "Drawing in windows", State::limited, "", otherServer},
+           [] { return examineDrawingInWindows(); }},
+          {{Area::cameras, "Cameras", State::missing, "", ""}, findUnused},
+          {{Area::system, "Services", State::missing, "", "Look whether the home folder can be read."},
            [] { return examineSystem(); }}};
 }
 

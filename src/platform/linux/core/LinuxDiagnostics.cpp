@@ -6,6 +6,7 @@
 #include <cmath>
 #include <exception>
 #include <future>
+#include <string>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -42,9 +43,9 @@ std::vector<Finding> LinuxDiagnostics::examine() {
 
   Findings all;
   for (std::size_t i = 0; i < answers.size(); ++i) {
-    const Examination& asked = examinations_[i];
-    const auto missing = [&](const std::string& why) {
-      all.push_back({asked.area, asked.subject, Finding::State::missing, why, asked.remedy});
+    const auto missing = [&](std::string why) {
+      all.push_back(examinations_[i].unanswered);
+      all.back().detail = std::move(why);
     };
     try {
       if (answers[i].wait_until(deadline) == std::future_status::ready) {

@@ -3,7 +3,6 @@
 #include "platform/Diagnostics.h"
 
 #include <functional>
-#include <string>
 #include <vector>
 
 namespace QelUtilVideo {
@@ -13,9 +12,7 @@ namespace QelUtilVideo {
 class LinuxDiagnostics final : public Diagnostics {
  public:
   struct Examination {
-    Finding::Area area = Finding::Area::system;
-    std::string subject;  ///< what is missing when there is no answer
-    std::string remedy;   ///< what to do then
+    Finding unanswered;  ///< the finding when there is no answer, but for its detail
     /// May outlive the object, the thread with it; what it answers after that is dropped.
     std::function<std::vector<Finding>()> examine;
   };

@@ -4,9 +4,11 @@
 #include "platform/linux/egl/EglBinding.h"
 #include "platform/linux/egl/EglDisplay.h"
 #include "platform/linux/egl/FreshThread.h"
+#include "platform/linux/egl/PrivateConnection.h"
 
 #include <epoxy/gl.h>
 #include <unistd.h>
+#include <xcb/xcb.h>
 
 #include <filesystem>
 #include <string>
@@ -67,13 +69,19 @@ Finding egl(EGLDisplay display) {
       text(eglQueryString(display, EGL_VERSION)) + " of " + text(eglQueryString(display, EGL_VENDOR)));
 }
 
-Finding windows() {
-  constexpr const char* subject = "Drawing in windows";
-  if (listsExtension(eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS), "EGL_EXT_platform_xcb")) {
-    return finding(subject, State::ok, "EGL_EXT_platform_xcb");
+/// A visual of the kind that views in windows have; 0 when there is none.
+std::uint32_t viewVisual(const PrivateConnection& server) {
+  constexpr int depth = 24;
+  for (auto screens = xcb_setup_roots_iterator(xcb_get_setup(server.get())); screens.rem > 0;
+       xcb_screen_next(&screens)) {
+    for (auto depths = xcb_screen_allowed_depths_iterator(screens.data); depths.rem > 0;
+         xcb_depth_next(&depths)) {
+      if (depths.data->depth == depth && depths.data->visuals_len > 0) {
+        return xcb_depth_visuals(depths.data)->visual_id;
+      }
+    }
   }
-  return finding(subject, State::limited, "EGL has no EGL_EXT_platform_xcb: views are drawn off screen only",
-                 "Install an EGL with this extension, such as Mesa's from the package libegl-mesa0.");
+  return 0;
 }
 
 /// With a context of the display current, as the library's own are.
@@ -86,7 +94,7 @@ std::vector<Finding> examine(const EglDisplay& display) {
   if (!eglMakeCurrent(display.get(), EGL_NO_SURFACE, EGL_NO_SURFACE, context.get())) {
     return {noDriver(eglErrorName(eglGetError()))};
   }
-  std::vector<Finding> findings{egl(display.get()), renderer(), windows()};
+  std::vector<Finding> findings{egl(display.get()), renderer()};
   before.restore(display.get());
   return findings;
 }
@@ -98,6 +106,29 @@ std::vector<Finding> examineOpenGL() {
   const auto display = EglDisplay::open(reasons);
   if (!display) return {noDriver(reasons)};
   return onFreshThread([&] { return examine(*display); });
+}
+
+std::vector<Finding> examineDrawingInWindows() {
+  constexpr const char* subject = "Drawing in windows";
+  constexpr const char* otherEgl =
+      "Install an EGL that draws in the windows of this server, such as that of the package libegl-mesa0.";
+  const auto offscreenOnly = [](const std::string& why, const char* remedy) {
+    return std::vector{finding(subject, State::limited, why + ": views are drawn off screen only", remedy)};
+  };
+  const auto server = PrivateConnection::open("");
+  if (!server) return offscreenOnly("there is no X server", "Set DISPLAY to a running X server.");
+  const std::uint32_t visual = viewVisual(*server);
+  if (visual == 0) {
+    return offscreenOnly("the X server has no windows of 24 bits", "Start the X server with a depth of 24.");
+  }
+  return onFreshThread([&]() -> std::vector<Finding> {
+    std::string reasons;
+    const auto display = EglDisplay::open({.display = "", .window = 0, .visual = visual}, reasons);
+    if (!display) return offscreenOnly(reasons, otherEgl);
+    EGLint error = EGL_SUCCESS;
+    if (!display->makeContext(error)) return offscreenOnly(eglErrorName(error), otherEgl);
+    return {finding(subject, State::ok, "by EGL_EXT_platform_xcb")};
+  });
 }
 
 }  // namespace QelUtilVideo

@@ -6,8 +6,12 @@
 
 namespace QelUtilVideo {
 
-/// What draws views here: EGL, the best OpenGL driver, and whether it reaches the windows of an X server.
-/// Waits for as long as the driver does. Any thread; what that has current stays so.
+// Each waits for as long as driver and server do. Any thread; what that has current stays so.
+
+/// What draws views here: EGL and the best OpenGL driver.
 [[nodiscard]] std::vector<Finding> examineOpenGL();
+/// Whether views can be drawn in windows of the X server that DISPLAY names; off screen they can be in any
+/// case.
+[[nodiscard]] std::vector<Finding> examineDrawingInWindows();
 
 }  // namespace QelUtilVideo

@@ -198,26 +198,25 @@ TEST(LinuxDiagnosticsTest, anExaminationThatHangsOrFailsIsAFindingAmongTheOthers
     return Finding{Finding::Area::system, subject, Finding::State::ok, "", ""};
   };
   const auto ok = [finding](const char* subject) {
-    return Examination{Finding::Area::system, "no", "no", [finding, subject] {
+    return Examination{finding("no"), [finding, subject] {
                          return std::vector<Finding>{finding(subject), finding("more")};
                        }};
   };
-  const Examination hangs{Finding::Area::drawing, "hanging", "wait",
+  const Examination hangs{{Finding::Area::drawing, "hanging", Finding::State::limited, "", "wait"},
                           [until = release.get_future().share()]() -> std::vector<Finding> {
                             until.wait();
                             return {};
                           }};
-  const Examination fails{Finding::Area::displays, "failing", "mend",
+  const Examination fails{finding("failing"),
                           []() -> std::vector<Finding> { throw std::runtime_error("broken"); }};
-  const Examination failsOddly{Finding::Area::displays, "odd", "mend",
-                               []() -> std::vector<Finding> { throw 1; }};
+  const Examination failsOddly{finding("odd"), []() -> std::vector<Finding> { throw 1; }};
   const auto findings = LinuxDiagnostics({ok("a"), hangs, fails, failsOddly, ok("b")}, 0.2).examine();
   std::vector<std::string> subjects;
   for (const Finding& found : findings) subjects.push_back(found.subject);
   EXPECT_THAT(subjects, testing::ElementsAre("a", "more", "hanging", "failing", "odd", "b", "more"));
-  EXPECT_EQ(findings[2].state, Finding::State::missing);
+  EXPECT_EQ(findings[2].state, Finding::State::limited);
+  EXPECT_EQ(findings[2].detail, "gives no answer within 0 seconds");
   EXPECT_EQ(findings[2].remedy, "wait");
-  EXPECT_EQ(findings[3].area, Finding::Area::displays);
   EXPECT_THAT(findings[3].detail, EndsWith("broken"));
   release.set_value();
 }
