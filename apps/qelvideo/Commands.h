@@ -25,6 +25,8 @@ void addListCommand(CLI::App& app, Action& action);
 void addSnapshotCommand(CLI::App& app, Action& action);
 void addCaptureCommand(CLI::App& app, Action& action);
 void addViewCommand(CLI::App& app, Action& action);
+void addWatchCommand(CLI::App& app, Action& action);
+void addDoctorCommand(CLI::App& app, Action& action);
 void addDemoCommand(CLI::App& app, Action& action);
 
 }  // namespace qelvideo

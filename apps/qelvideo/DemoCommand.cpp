@@ -1,5 +1,6 @@
 #include <QelKit/QelVideoImageBuffer.h>
 #include <QelUtilVideo/Capturable.h>
+#include <QelUtilVideo/platform/NSWindow.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
@@ -10,7 +11,6 @@
 
 #include "Commands.h"
 #include "Failure.h"
-#include "OffscreenView.h"
 #include "PrivateDesktop.h"
 #include "Recorder.h"
 #include "Snapshot.h"
@@ -18,6 +18,7 @@
 #include "SourceLookup.h"
 #include "Statistics.h"
 #include "Terminal.h"
+#include "VideoView.h"
 #include "ViewFeed.h"
 
 namespace qelvideo {
@@ -66,8 +67,8 @@ void demo(const Context& context, const std::string& folder) {
   ViewOptions viewing;
   viewing.size = viewSize;
   viewing.background = QelUtilVideo::NSColor::deviceWhite(0.1);
-  const OffscreenView view(viewing);
-  const auto feed = std::make_shared<ViewFeed>(view.container(), viewing.orientation);
+  const VideoView view(QelUtilVideo::NSWindow::makeOffscreen(viewSize), viewing);
+  const auto feed = std::make_shared<ViewFeed>(view.frames());
   const auto recorder =
       std::make_shared<Recorder>(terminal, RecordingLimits{.frames = {}, .seconds = demoSeconds}, feed);
   const Recording recording = record(context.loop, display, recorder);
@@ -76,7 +77,7 @@ void demo(const Context& context, const std::string& folder) {
 
   save(terminal, "A picture of the display", *takeSnapshot(*display), folder + "/snapshot.png");
   if (recording.frames == 0) return;
-  const auto picture = view.pictureShowing(view.container()->timestamp(), context.loop);
+  const auto picture = view.picture(context.loop);
   if (picture) save(terminal, "The view that showed it", *picture, folder + "/view.png");
 }
 

@@ -1,6 +1,5 @@
 #include "FramePlayer.h"
 
-#include <QelKit/QelVideoImageBuffer.h>
 #include <QelUtilVideo/platform/MediaClock.h>
 
 #include "Failure.h"
@@ -16,13 +15,10 @@ constexpr double firstTimestamp = 1;
 }  // namespace
 
 FramePlayer::FramePlayer(std::unique_ptr<Y4mReader> reader, std::shared_ptr<Cancellation> cancellation,
-                         std::shared_ptr<QelKit::QelVideoImageBuffer> container,
-                         QelUtilVideo::CGImagePropertyOrientation orientation,
-                         std::optional<std::uint64_t> most)
+                         std::shared_ptr<FrameHolder> frames, std::optional<std::uint64_t> most)
     : reader_(std::move(reader)),
       cancellation_(std::move(cancellation)),
-      container_(std::move(container)),
-      orientation_(orientation),
+      frames_(std::move(frames)),
       thread_([this, most] { run(most); }) {}
 
 FramePlayer::~FramePlayer() {
@@ -69,10 +65,9 @@ void FramePlayer::play(std::optional<std::uint64_t> most) {
 
     const std::lock_guard lock(mutex_);
     state_.frames = frame + 1;
-    state_.timestamp = firstTimestamp + static_cast<double>(frame) * duration;
     state_.width = picture->width();
     state_.height = picture->height();
-    container_->setImage(std::move(picture), state_.timestamp, orientation_);
+    frames_->show(std::move(picture), firstTimestamp + static_cast<double>(frame) * duration);
   }
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <QelUtilVideo/CGImagePropertyOrientation.h>
-
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -10,22 +8,18 @@
 #include <thread>
 
 #include "Cancellation.h"
+#include "FrameHolder.h"
 #include "Y4mReader.h"
-
-namespace QelKit {
-class QelVideoImageBuffer;
-}
 
 namespace qelvideo {
 
-/// Plays a Y4M film into a frame container at the film's own rate, on a thread of its own. The last
+/// Plays a Y4M film for a view at the film's own rate, on a thread of its own. The last
 /// frame stays. Main thread.
 class FramePlayer {
  public:
   /// Where the playing stands.
   struct State {
     std::uint64_t frames = 0;
-    double timestamp = 0;  ///< of the frame in the container; 0 before the first
     std::size_t width = 0;
     std::size_t height = 0;
     bool ended = false;
@@ -34,8 +28,7 @@ class FramePlayer {
 
   /// Begins at once. `cancellation` is the reader's. After `most` frames it ends.
   FramePlayer(std::unique_ptr<Y4mReader> reader, std::shared_ptr<Cancellation> cancellation,
-              std::shared_ptr<QelKit::QelVideoImageBuffer> container,
-              QelUtilVideo::CGImagePropertyOrientation orientation, std::optional<std::uint64_t> most);
+              std::shared_ptr<FrameHolder> frames, std::optional<std::uint64_t> most);
   FramePlayer(const FramePlayer&) = delete;
   FramePlayer& operator=(const FramePlayer&) = delete;
   /// Ends the playing.
@@ -50,8 +43,7 @@ class FramePlayer {
 
   std::unique_ptr<Y4mReader> reader_;
   std::shared_ptr<Cancellation> cancellation_;
-  std::shared_ptr<QelKit::QelVideoImageBuffer> container_;
-  QelUtilVideo::CGImagePropertyOrientation orientation_;
+  std::shared_ptr<FrameHolder> frames_;
   mutable std::mutex mutex_;
   State state_;
   std::thread thread_;

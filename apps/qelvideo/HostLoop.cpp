@@ -4,10 +4,11 @@
 #include <QelUtilVideo/platform/MediaClock.h>
 #include <poll.h>
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "Cancellation.h"
 
@@ -46,23 +47,45 @@ HostLoop::End HostLoop::runUntil(const std::function<bool()>& done, std::optiona
                                  Interruption interruption) {
   QelUtilVideo::MainLoop& mainLoop = QelUtilVideo::MainLoop::main();
   const double end = QelUtilVideo::CACurrentMediaTime() + seconds.value_or(0);
-  const bool heed = interruption == Interruption::heed;
   for (;;) {
     mainLoop.dispatchPending();
     if (done()) return End::done;
-    if (heed && interrupted()) return End::interrupted;
+    if (interruption == Interruption::heed && interrupted()) return End::interrupted;
     std::optional<double> left;
     if (seconds) {
       left = end - QelUtilVideo::CACurrentMediaTime();
       if (*left <= 0) return End::timedOut;
     }
-    std::array<pollfd, 2> entries{{{mainLoop.fileDescriptor(), POLLIN, 0}, {-1, POLLIN, 0}}};
-    if (heed) entries[1].fd = interruptionEvent().descriptor();
-    ::poll(entries.data(), entries.size(), pollTimeout(left));
+    wait(left, interruption);
+  }
+}
+
+/// Waits for work, an interruption or a watched descriptor, and tells the watches.
+void HostLoop::wait(std::optional<double> seconds, Interruption interruption) {
+  std::vector<pollfd> entries{{QelUtilVideo::MainLoop::main().fileDescriptor(), POLLIN, 0}};
+  std::erase_if(watches_, [](const auto& watch) { return watch.expired(); });
+  const std::vector<std::weak_ptr<Watch>> asked = watches_;
+  for (const auto& weak : asked) {
+    const auto watch = weak.lock();
+    entries.push_back({watch->descriptor, watch->events, 0});
+  }
+  if (interruption == Interruption::heed) entries.push_back({interruptionEvent().descriptor(), POLLIN, 0});
+  if (::poll(entries.data(), entries.size(), pollTimeout(seconds)) <= 0) return;
+  for (std::size_t i = 0; i < asked.size(); ++i) {
+    const short events = entries[1 + i].revents;
+    if (events == 0) continue;
+    if (const auto watch = asked[i].lock()) watch->ready(events);
   }
 }
 
 bool HostLoop::interrupted() const { return interruptionEvent().isSet(); }
+
+std::shared_ptr<HostLoop::Watch> HostLoop::watch(int descriptor, short events,
+                                                 std::function<void(short events)> ready) {
+  auto watch = std::make_shared<Watch>(Watch{descriptor, events, std::move(ready)});
+  watches_.push_back(watch);
+  return watch;
+}
 
 void HostLoop::wake() {
   QelUtilVideo::MainLoop::main().async([] {});

@@ -162,7 +162,8 @@ void Recorder::noteSizeChange(const CVPixelBuffer& frame) {
 }
 
 Recording record(HostLoop& loop, const std::shared_ptr<Capturable>& source,
-                 const std::shared_ptr<Recorder>& recorder) {
+                 const std::shared_ptr<Recorder>& recorder, const std::function<bool()>& done) {
+  const auto isDone = [&] { return done ? done() : recorder->ended(); };
   NSError error;
   if (!source->start(recorder, &error)) {
     throw Failure("cannot capture " + source->uniqueID() + ": " + text(error));
@@ -170,7 +171,7 @@ Recording record(HostLoop& loop, const std::shared_ptr<Capturable>& source,
   const auto begun = [&] { return recorder->started() || recorder->ended(); };
   const HostLoop::End start = loop.runUntil(begun, startTimeout);
   if (start == HostLoop::End::done) {
-    loop.runUntil([&] { return recorder->ended(); }, recorder->limits().seconds);
+    loop.runUntil(isDone, recorder->limits().seconds);
   }
   source->stop();
   Recording recording = recorder->finish();

@@ -4,6 +4,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -78,8 +79,10 @@ class Recorder final : public QelUtilVideo::CapturableOutputDelegate {
 };
 
 /// Captures the source until the recorder has enough, the loop is interrupted or the capture ends, and
-/// stops it. Throws `Failure` when it cannot be started. Main thread.
+/// stops it; with `done`, until that is true instead, which is asked at each turn of the loop. Throws
+/// `Failure` when it cannot be started. Main thread.
 [[nodiscard]] Recording record(HostLoop& loop, const std::shared_ptr<QelUtilVideo::Capturable>& source,
-                               const std::shared_ptr<Recorder>& recorder);
+                               const std::shared_ptr<Recorder>& recorder,
+                               const std::function<bool()>& done = {});
 
 }  // namespace qelvideo

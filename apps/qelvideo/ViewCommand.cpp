@@ -1,7 +1,3 @@
-#include <QelKit/QelVideoImageBuffer.h>
-#include <QelUtilVideo/Capturable.h>
-#include <sys/stat.h>
-
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <memory>
@@ -9,17 +5,9 @@
 #include <string>
 
 #include "Commands.h"
-#include "Failure.h"
-#include "FramePlayer.h"
-#include "HostLoop.h"
 #include "LimitOptions.h"
-#include "OffscreenView.h"
-#include "Recorder.h"
-#include "Snapshot.h"
-#include "SourceLookup.h"
-#include "Statistics.h"
-#include "Terminal.h"
-#include "ViewFeed.h"
+#include "ViewKeys.h"
+#include "Viewer.h"
 
 namespace qelvideo {
 
@@ -27,7 +15,9 @@ namespace {
 
 struct ViewCommandOptions {
   std::string source;
-  std::string size;
+  std::string size = "960x540";
+  std::string offscreenSize;
+  std::string inside;
   std::string screenshot;
   std::optional<std::uint64_t> frames;
   bool fit = false;
@@ -40,10 +30,8 @@ struct ViewCommandOptions {
 };
 
 ViewOptions viewOptions(const ViewCommandOptions& options) {
-  if (options.size.empty())
-    throw UsageFailure("view: name the size of an off-screen view with --offscreen WxH");
   ViewOptions view;
-  view.size = parseSize(options.size);
+  view.size = parseSize(options.offscreenSize.empty() ? options.size : options.offscreenSize);
   if (options.fill) view.placing = ViewOptions::Placing::fill;
   if (options.automatic) view.placing = ViewOptions::Placing::automatic;
   view.orientation = parseOrientation(options.orientation);
@@ -59,63 +47,16 @@ void chooseBackend(const std::string& backend) {
   ::setenv("QelUtilVideoRenderViewMetalDisabled", backend == "opengl" ? "1" : "0", 1);
 }
 
-bool isFile(const std::string& source) {
-  struct stat status {};
-  return source == "-" || source.find('/') != std::string::npos || source.ends_with(".y4m") ||
-         ::stat(source.c_str(), &status) == 0;
-}
-
-/// Saves what the view shows now, once it shows the frame of that time.
-void finishView(const Context& context, const ViewCommandOptions& options, const OffscreenView& view,
-                double timestamp) {
-  if (timestamp == 0) return;
-  const QelUtilVideo::CGImageRef picture = view.pictureShowing(timestamp, context.loop);
-  if (!picture || options.screenshot.empty()) return;
-  savePicture(*picture, options.screenshot);
-  context.terminal.result(options.screenshot + ": " + std::to_string(picture->width()) + "x" +
-                          std::to_string(picture->height()));
-}
-
-void viewFilm(const Context& context, const ViewCommandOptions& options, const ViewOptions& viewing) {
-  const auto cancellation = std::make_shared<Cancellation>();
-  auto reader = std::make_unique<Y4mReader>(ByteInput::open(options.source, cancellation));
-  const OffscreenView view(viewing);
-  const FramePlayer player(std::move(reader), cancellation, view.container(), viewing.orientation,
-                           options.frames);
-  if (context.loop.runUntil([&] { return player.state().ended; }) == HostLoop::End::interrupted) return;
-
-  const FramePlayer::State state = player.state();
-  finishView(context, options, view, state.timestamp);
-  if (state.frames > 0) {
-    context.terminal.result(std::to_string(state.frames) + (state.frames == 1 ? " frame, " : " frames, ") +
-                            std::to_string(state.width) + "x" + std::to_string(state.height));
-  }
-  if (state.failure) throw Failure(*state.failure);
-}
-
-void viewSource(const Context& context, const ViewCommandOptions& options, const ViewOptions& viewing) {
-  const auto source = findSource(options.source);
-  const OffscreenView view(viewing);
-  RecordingLimits limits;
-  limits.frames = options.frames;
-  if (!limits.frames && !options.screenshot.empty()) limits.frames = 1;
-  const auto feed = std::make_shared<ViewFeed>(view.container(), viewing.orientation);
-  const auto recorder = std::make_shared<Recorder>(context.terminal, limits, feed);
-  const Recording recording = record(context.loop, source, recorder);
-
-  finishView(context, options, view, view.container()->timestamp());
-  context.terminal.result(Statistics(recording).text());
-  if (recording.failure) throw Failure(*recording.failure);
-}
-
-void view(const Context& context, const ViewCommandOptions& options) {
-  const ViewOptions viewing = viewOptions(options);
-  chooseBackend(options.backend);
-  if (isFile(options.source)) {
-    viewFilm(context, options, viewing);
-  } else {
-    viewSource(context, options, viewing);
-  }
+ViewJob viewJob(const ViewCommandOptions& options) {
+  ViewJob job;
+  job.source = options.source;
+  job.options = viewOptions(options);
+  job.place.offscreen = !options.offscreenSize.empty();
+  if (!options.inside.empty()) job.place.inside = parseWindowNumber(options.inside);
+  job.place.title = options.source == "-" ? "qelvideo" : options.source + " - qelvideo";
+  job.frames = options.frames;
+  job.screenshot = options.screenshot;
+  return job;
 }
 
 void addPlacingOptions(CLI::App& command, ViewCommandOptions& options) {
@@ -132,20 +73,31 @@ void addPlacingOptions(CLI::App& command, ViewCommandOptions& options) {
 void addViewCommand(CLI::App& app, Action& action) {
   CLI::App* command = app.add_subcommand("view", "Show a source or a film in a view");
   command->footer(
-      "A source is shown until Ctrl-C, a film at its own rate to its end.\n"
-      "Example: qelvideo view film.y4m --offscreen 640x360 --screenshot last.png");
+      "A source is shown until q, Ctrl-C or the window is closed, a film at its own rate to its end. Keys, "
+      "in "
+      "the window and at the terminal:\n" +
+      viewKeysText() + "\nExample: qelvideo view film.y4m --offscreen 640x360 --screenshot last.png");
   const auto options = std::make_shared<ViewCommandOptions>();
   command
       ->add_option("SOURCE", options->source,
                    "A Y4M file, - for one on standard input, or a source that is captured, named as in "
                    "`qelvideo capture`. An existing file goes before a source of the same name")
       ->required();
-  command->add_option("--offscreen", options->size, "The size of a view that is on no screen")
-      ->type_name("WxH");
+  CLI::Option* size = command->add_option("--size", options->size, "The size of the window")
+                          ->type_name("WxH")
+                          ->capture_default_str();
+  CLI::Option* inside =
+      command->add_option("--inside", options->inside, "Show in the window of another program, by its X11 ID")
+          ->type_name("ID");
+  command->add_option("--offscreen", options->offscreenSize, "Show on no screen, in a view of this size")
+      ->type_name("WxH")
+      ->excludes(size)
+      ->excludes(inside);
+  size->excludes(inside);
   command
       ->add_option("--screenshot", options->screenshot,
-                   "Save what the view shows in the end to this PNG file; of a source, the first frame "
-                   "when there is no --frames")
+                   "Save what the view shows in the end to this PNG file; of a source off screen, the first "
+                   "frame when there is no --frames")
       ->type_name("FILE.png");
   addFramesOption(*command, options->frames);
   addPlacingOptions(*command, *options);
@@ -159,8 +111,13 @@ void addViewCommand(CLI::App& app, Action& action) {
       ->add_option("--backend", options->backend,
                    "What draws: opengl; metal, where there is one; or what the library chooses")
       ->check(CLI::IsMember({"opengl", "metal", "auto"}));
-  command->callback(
-      [&action, options] { action = [options](const Context& context) { view(context, *options); }; });
+  command->callback([&action, options] {
+    action = [options](const Context& context) {
+      const ViewJob job = viewJob(*options);
+      chooseBackend(options->backend);
+      show(context, job);
+    };
+  });
 }
 
 }  // namespace qelvideo

@@ -1,19 +1,17 @@
 #include "ViewFeed.h"
 
-#include <QelKit/QelVideoImageBuffer.h>
+#include <utility>
 
 #include "Failure.h"
 
 namespace qelvideo {
 
-ViewFeed::ViewFeed(std::shared_ptr<QelKit::QelVideoImageBuffer> container,
-                   QelUtilVideo::CGImagePropertyOrientation orientation)
-    : container_(std::move(container)), orientation_(orientation) {}
+ViewFeed::ViewFeed(std::shared_ptr<FrameHolder> frames) : frames_(std::move(frames)) {}
 
 FrameConsumer::Verdict ViewFeed::consume(const QelUtilVideo::CVPixelBufferRef& frame, double timestamp) {
   QelUtilVideo::CVPixelBufferRef picture = converter_.convert(frame);
   if (!picture) throw Failure("there is no memory for a picture of the source");
-  container_->setImage(std::move(picture), timestamp, orientation_);
+  frames_->show(std::move(picture), timestamp);
   return Verdict::more;
 }
 

@@ -1,29 +1,23 @@
 #pragma once
 
-#include <QelUtilVideo/CGImagePropertyOrientation.h>
 #include <QelUtilVideo/platform/PixelBufferConverter.h>
 
 #include <memory>
 
 #include "FrameConsumer.h"
-
-namespace QelKit {
-class QelVideoImageBuffer;
-}
+#include "FrameHolder.h"
 
 namespace qelvideo {
 
-/// Puts captured frames, converted to what a view draws, into a frame container.
+/// Hands captured frames, converted to what a view draws, to one.
 class ViewFeed final : public FrameConsumer {
  public:
-  ViewFeed(std::shared_ptr<QelKit::QelVideoImageBuffer> container,
-           QelUtilVideo::CGImagePropertyOrientation orientation);
+  explicit ViewFeed(std::shared_ptr<FrameHolder> frames);
 
   Verdict consume(const QelUtilVideo::CVPixelBufferRef& frame, double timestamp) override;
 
  private:
-  std::shared_ptr<QelKit::QelVideoImageBuffer> container_;
-  QelUtilVideo::CGImagePropertyOrientation orientation_;
+  std::shared_ptr<FrameHolder> frames_;
   QelUtilVideo::PixelBufferConverter converter_;
 };
 

@@ -30,6 +30,10 @@ std::optional<std::uint32_t> number(std::string_view text, int base) {
 
 }  // namespace
 
+std::string_view orientationName(CGImagePropertyOrientation orientation) {
+  return orientationNames.at(static_cast<std::size_t>(orientation) - 1);
+}
+
 CGSize parseSize(const std::string& text) {
   const std::size_t cross = text.find('x');
   if (cross != std::string::npos) {

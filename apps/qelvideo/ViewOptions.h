@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace qelvideo {
 
@@ -19,6 +20,9 @@ struct ViewOptions {
   std::shared_ptr<const QelUtilVideo::NSColor> background;  ///< null: opaque black
   bool animates = false;
 };
+
+/// As `parseOrientation` takes it.
+[[nodiscard]] std::string_view orientationName(QelUtilVideo::CGImagePropertyOrientation orientation);
 
 // Readers of options' values. Each throws `UsageFailure` that shows what is understood.
 

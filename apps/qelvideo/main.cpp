@@ -1,4 +1,6 @@
 #include <QelUtilVideo/Version.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -27,7 +29,19 @@ void declare(CLI::App& app, qelvideo::Action& action, bool& logs) {
   qelvideo::addSnapshotCommand(app, action);
   qelvideo::addCaptureCommand(app, action);
   qelvideo::addViewCommand(app, action);
+  qelvideo::addWatchCommand(app, action);
+  qelvideo::addDoctorCommand(app, action);
   qelvideo::addDemoCommand(app, action);
+}
+
+/// A standard stream that came closed stays unusable, but its number goes to no other file, which would
+/// get what is meant for the stream.
+void occupyStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(stream, F_GETFD) >= 0) continue;
+    // The lowest free number is the stream's. Opened for the other direction only.
+    static_cast<void>(::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+  }
 }
 
 /// Runs what the command line says; the exit status.
@@ -51,6 +65,7 @@ int run(int argc, char** argv, qelvideo::Terminal& terminal) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  occupyStandardStreams();
   // The library may write a log line even after main has returned.
   static auto& terminal = *std::make_unique<qelvideo::Terminal>().release();
   int status = failed;

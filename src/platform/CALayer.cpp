@@ -13,6 +13,13 @@ std::shared_ptr<NSView> CALayer::view() const {
   return view_.lock();
 }
 
+void CALayer::setSurface(std::shared_ptr<ViewSurface> surface) {
+  if (surface == surface_) return;
+  if (surface_) willLeaveSurface();
+  surface_ = std::move(surface);
+  didChangeSurface();
+}
+
 void CALayer::setView(std::weak_ptr<NSView> view) {
   const std::lock_guard lock(mutex_);
   view_ = std::move(view);

@@ -5,7 +5,9 @@
 #include "platform/HostCall.h"
 #include "platform/Root.h"
 
+#include <QelUtilVideo/platform/NSScreen.h>
 #include <QelUtilVideo/platform/NSView.h>
+#include <QelUtilVideo/platform/NSWindow.h>
 
 #include <cmath>
 #include <utility>
@@ -20,6 +22,19 @@ CGSize surfaceSize(const NSView& view) {
   const CGSize size = view.convertSizeToBacking(view.bounds().size);
   return {std::round(size.width), std::round(size.height)};
 }
+
+/// Refreshes per second of the screen that shows the view; 0 when nobody knows.
+double refreshRate(const std::shared_ptr<NSView>& view) {
+  const auto window = view ? view->window() : nullptr;
+  const auto screen = window ? window->screen() : nullptr;
+  return screen ? screen->maximumFramesPerSecond() : 0;
+}
+
+std::optional<NativeWindow> nativeWindow(const std::shared_ptr<ViewSurface>& surface) {
+  return surface ? std::optional(surface->nativeWindow()) : std::nullopt;
+}
+
+const NativeWindow* pointer(const std::optional<NativeWindow>& window) { return window ? &*window : nullptr; }
 
 }  // namespace
 
@@ -51,7 +66,7 @@ NSOpenGLPixelFormat NSOpenGLLayer::openGLPixelFormatForDisplayMask(std::uint32_t
 
 std::shared_ptr<NSOpenGLContext> NSOpenGLLayer::openGLContextForPixelFormat(
     const NSOpenGLPixelFormat& format) {
-  return openGL_.makeContext(format);
+  return openGL_.makeContext(format, pointer(nativeWindow(surface())));
 }
 
 bool NSOpenGLLayer::canDrawInOpenGLContext(NSOpenGLContext&, double) { return true; }
@@ -77,7 +92,12 @@ void NSOpenGLLayer::setVisible(bool visible) {
   setNeedsDisplay();
 }
 
+void NSOpenGLLayer::screenChanged() {
+  if (driver_) driver_->setRefreshRate(refreshRate(view()));
+}
+
 void NSOpenGLLayer::boundsChanged() {
+  if (surface()) needsPresentation_ = true;
   if (needsDisplayOnBoundsChange_) setNeedsDisplay();
 }
 
@@ -98,20 +118,55 @@ CGImageRef NSOpenGLLayer::contents() {
   return context ? context->copyPresentedImage() : nullptr;
 }
 
+void NSOpenGLLayer::surfaceExposed() {
+  needsPresentation_ = true;
+  setNeedsDisplay();
+}
+
+void NSOpenGLLayer::surfaceOccluded(bool occluded) {
+  occluded_ = occluded;
+  updateDriver();
+  if (!occluded_) surfaceExposed();
+}
+
+void NSOpenGLLayer::willLeaveSurface() {
+  drawable_.reset();
+  if (const auto context = openGLContext()) static_cast<void>(context->setDrawable(nullptr));
+}
+
+void NSOpenGLLayer::didChangeSurface() {
+  occluded_ = false;
+  if (visible_) provideContext();
+  updateDriver();
+}
+
 void NSOpenGLLayer::draw(NSView& view, NSOpenGLContext& context, double displayTime) {
   context.setSurfaceSize(surfaceSize(view));
+  // Taken before the view draws: what the display loses meanwhile is for the next refresh.
+  const bool needsPresentation = needsPresentation_.exchange(false);
+  bool drew = false;
   callHost("drawRect", [&] {
     if (!canDrawInOpenGLContext(context, displayTime)) return;
+    drew = true;
     view.drawRect(view.bounds());
     if (context.cglContextObj()) replacesContext_ = false;
   });
+  if (!drew && needsPresentation) context.presentAgain();
 }
 
 void NSOpenGLLayer::provideContext() {
+  const auto window = nativeWindow(surface());
   const auto present = openGLContext();
-  if (present && present->cglContextObj()) return;
+  if (present && present->cglContextObj()) {
+    const bool isTied = drawable_ == window || present->setDrawable(pointer(window));
+    drawable_ = isTied ? window : std::nullopt;
+    if (isTied) return;
+  }
   const NSOpenGLPixelFormat format = openGLPixelFormatForDisplayMask(everyDisplay);
-  if (auto context = openGLContextForPixelFormat(format)) setOpenGLContext(std::move(context));
+  auto context = openGLContextForPixelFormat(format);
+  if (!context) return;
+  drawable_ = window;
+  setOpenGLContext(std::move(context));
 }
 
 void NSOpenGLLayer::replaceLostContext() {
@@ -126,10 +181,11 @@ void NSOpenGLLayer::replaceLostContext() {
 }
 
 void NSOpenGLLayer::updateDriver() {
-  const bool driven = visible_ && asynchronous_ && openGLContext();
+  const bool driven = visible_ && !occluded_ && asynchronous_ && openGLContext();
   if (!driven) driver_.reset();
   if (driven && !driver_) {
-    driver_ = openGL_.makeLayerDriver(std::static_pointer_cast<NSOpenGLLayer>(shared_from_this()));
+    driver_ = openGL_.makeLayerDriver(std::static_pointer_cast<NSOpenGLLayer>(shared_from_this()),
+                                      refreshRate(view()));
   }
 }
 

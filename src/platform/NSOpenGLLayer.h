@@ -7,16 +7,20 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 namespace QelUtilVideo {
 
-/// A layer that OpenGL draws. Asynchronously: while its view is visible, a driver asks it once per
-/// refresh whether to draw, on a drawing thread, with the context locked, and after a yes lets the view
-/// draw. Otherwise it is asked on the main thread, after it was marked. The context is made when the
-/// layer becomes visible and has none, and kept until the layer goes or its view gives it up. One that
-/// is lost is replaced, but a replacement that is lost before it was drawn in only when the layer becomes
-/// visible again. Main thread, except where said; the last reference may be dropped on any thread, the
-/// drawing thread included.
+/// A layer that OpenGL draws. Asynchronously: while its view is visible and not covered, a driver asks it
+/// once per refresh whether to draw, on a drawing thread, with the context locked, and after a yes lets the
+/// view draw. After a no, pixels that were lost on the display meanwhile are presented again. A layer that
+/// is not asynchronous is asked on the main thread, after it was marked.
+///
+/// The context is made when the layer becomes visible and has none, and kept until the layer goes or its
+/// view gives it up; while the view lies in a window on a display, it is tied to the layer's surface there.
+/// It is replaced when it cannot draw there, and when it is lost; but a replacement that is lost before it
+/// was drawn in only when the layer becomes visible again. Main thread, except where said; the last
+/// reference may be dropped on any thread, the drawing thread included.
 class NSOpenGLLayer : public CALayer {
  public:
   explicit NSOpenGLLayer(OpenGL& openGL);
@@ -43,14 +47,23 @@ class NSOpenGLLayer : public CALayer {
 
   // CALayer
   void setVisible(bool visible) override;
+  void screenChanged() override;
   void boundsChanged() override;
   void setNeedsDisplay() override;
   void willLeaveView() override;
   [[nodiscard]] CGImageRef contents() override;
 
+  // ViewSurfaceClient
+  void surfaceExposed() override;
+  void surfaceOccluded(bool occluded) override;
+
+ protected:
+  void willLeaveSurface() override;
+  void didChangeSurface() override;
+
  private:
   void draw(NSView& view, NSOpenGLContext& context, double displayTime);
-  /// Makes a context unless there is one that is not lost.
+  /// Makes a context unless there is one that draws on the surface.
   void provideContext();
   void replaceLostContext();
   void updateDriver();
@@ -59,8 +72,11 @@ class NSOpenGLLayer : public CALayer {
   bool needsDisplayOnBoundsChange_ = false;
   bool asynchronous_ = false;
   bool visible_ = false;
+  bool occluded_ = false;
+  std::optional<NativeWindow> drawable_;  ///< what the context was last tied to
   std::unique_ptr<OpenGLLayerDriver> driver_;
-  std::atomic<bool> replacesContext_ = false;  ///< since a loss, until something was drawn again
+  std::atomic<bool> needsPresentation_ = false;  ///< the display lost pixels since the last presentation
+  std::atomic<bool> replacesContext_ = false;    ///< since a loss, until something was drawn again
   mutable std::mutex mutex_;
   std::shared_ptr<NSOpenGLContext> context_;
 };

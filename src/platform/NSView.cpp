@@ -102,6 +102,7 @@ void NSView::addSubview(const std::shared_ptr<NSView>& view, NSWindowOrderingMod
   }
   subviews_.insert(position, kept);
   if (moves) kept->attachTo(me);
+  if (const auto shownIn = window()) shownIn->contentView()->raiseSurfaces();
 }
 
 void NSView::removeFromSuperview() {
@@ -141,8 +142,14 @@ void NSView::moveToWindow(const std::shared_ptr<NSWindow>& window) {
   }
   for (const auto& view : views) {
     if (view->window() != window) continue;
-    if (window) view->setBackingScale(window->backingScaleFactor());
-    view->updateLayerVisibility();
+    if (window) {
+      view->setBackingScale(window->backingScaleFactor());
+      view->updateLayerSurface();
+      view->updateLayerVisibility();
+    } else {
+      view->updateLayerVisibility();
+      view->updateLayerSurface();
+    }
     callHost("viewDidMoveToWindow", [&] { view->viewDidMoveToWindow(); });
   }
 }
@@ -172,10 +179,12 @@ CGRect NSView::bounds() const { return {{0, 0}, frame().size}; }
 
 void NSView::setFrame(CGRect frame) {
   const CGRect newFrame = sanitised(frame);
-  const CGSize oldSize =
-      withShared([&](Shared& shared) { return std::exchange(shared.frame, newFrame).size; });
-  if (oldSize == newFrame.size) return;
-  if (autoresizesSubviews_) resizeSubviews(oldSize);
+  const CGRect oldFrame = withShared([&](Shared& shared) { return std::exchange(shared.frame, newFrame); });
+  if (oldFrame == newFrame) return;
+  const bool isResized = oldFrame.size != newFrame.size;
+  if (isResized && autoresizesSubviews_) resizeSubviews(oldFrame.size);
+  placeSurfaces();
+  if (!isResized) return;
   if (const auto backing = layer()) backing->boundsChanged();
 }
 
@@ -203,6 +212,7 @@ CGSize NSView::convertSizeToBacking(CGSize size) const {
 void NSView::setBackingScale(double scale) {
   const double old = withShared([&](Shared& shared) { return std::exchange(shared.backingScale, scale); });
   if (old == scale) return;
+  placeSurface();
   if (const auto backing = layer()) backing->boundsChanged();
   callHost("viewDidChangeBackingProperties", [&] { viewDidChangeBackingProperties(); });
 }
@@ -238,9 +248,59 @@ void NSView::hiddenAncestryChanged(bool hidden) {
 void NSView::updateLayerVisibility() {
   const auto backing = layer();
   const auto shownIn = window();
-  const bool visible = backing && shownIn && shownIn->screen() && !isHiddenOrHasHiddenAncestor();
+  const bool hidden = isHiddenOrHasHiddenAncestor();
+  if (const auto surface = backing ? backing->surface() : nullptr) surface->setHidden(hidden);
+  const bool visible = backing && shownIn && shownIn->screen() && !hidden;
   if (std::exchange(layerVisible_, visible) != visible && backing) {
     callHost("setVisible", [&] { backing->setVisible(visible); });
+  }
+}
+
+void NSView::updateLayerSurface() {
+  const auto backing = layer();
+  if (!backing) return;
+  const auto shownIn = window();
+  backing->setSurface(shownIn ? shownIn->makeSurface(backing) : nullptr);
+  if (!backing->surface()) return;
+  placeSurface();
+  shownIn->contentView()->raiseSurfaces();
+}
+
+void NSView::placeSurfaces() {
+  if (!window()) return;
+  for (const auto& view : subtree()) view->placeSurface();
+}
+
+void NSView::placeSurface() {
+  const auto backing = layer();
+  const auto shownIn = window();
+  const auto surface = backing && shownIn ? backing->surface() : nullptr;
+  if (!surface) return;
+  CGRect place = frame();
+  for (auto above = superview(); above; above = above->superview()) {
+    const CGPoint origin = above->frame().origin;
+    place.origin.x += origin.x;
+    place.origin.y += origin.y;
+  }
+  // Windows count from the top.
+  const double top = shownIn->contentSize().height - CGRectGetMaxY(place);
+  const double scale = shownIn->backingScaleFactor();
+  surface->setFrame(CGRectMake(std::round(place.origin.x * scale), std::round(top * scale),
+                               std::round(place.size.width * scale), std::round(place.size.height * scale)));
+}
+
+void NSView::raiseSurfaces() {
+  const auto backing = layer();
+  if (const auto surface = backing ? backing->surface() : nullptr) surface->raise();
+  const auto views = subviews_;
+  for (const auto& view : views) view->raiseSurfaces();
+}
+
+void NSView::screenChanged(double backingScale) {
+  for (const auto& view : subtree()) {
+    view->setBackingScale(backingScale);
+    view->updateLayerVisibility();
+    if (const auto backing = view->layer()) backing->screenChanged();
   }
 }
 
@@ -266,10 +326,12 @@ void NSView::setWantsLayer(bool wants) {
   }
   if (made) made->setView(self());
   if (old) {
+    old->setSurface(nullptr);
     old->willLeaveView();
     old->setView({});
   }
   withShared([&](Shared& shared) { std::swap(shared.layer, made); });
+  updateLayerSurface();
   updateLayerVisibility();
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/NativeWindow.h"
+
 #include <QelUtilVideo/platform/CGGeometry.h>
 #include <QelUtilVideo/platform/CGImage.h>
 
@@ -64,8 +66,15 @@ class NSOpenGLContext {
   /// Under the lock: makes the context current on this thread with its surface, at the size last set,
   /// as the draw framebuffer. False: it is not current; a context that is not lost may be so later.
   virtual bool makeCurrentContext() = 0;
-  /// Under the lock: presents what was drawn.
+  /// Under the lock: presents what was drawn, in the window that the context is tied to, if any.
   virtual void flushBuffer() = 0;
+  /// Takes the lock. Shows what was presented last once more, stretched to the size that the window now
+  /// has; black before the first presentation. Nothing without a window.
+  virtual void presentAgain() = 0;
+  /// Takes the lock. Ties the context to a window, or to none (null), in place of the one before; what was
+  /// presented last is kept. False: it cannot draw there (another server, another visual), and is tied to
+  /// none. Any thread.
+  virtual bool setDrawable(const NativeWindow* window) = 0;
   virtual void setValues(std::int32_t value, std::int32_t parameter) = 0;
   [[nodiscard]] virtual bool isEqual(const NSOpenGLContext& other) const { return this == &other; }
 
@@ -78,21 +87,26 @@ class NSOpenGLContext {
 
 /// Drives one asynchronous layer: calls `NSOpenGLLayer::refresh` once per refresh of the screen, on a
 /// drawing thread of its own, until it is destroyed. Destroying it waits for no thread; a call that has
-/// begun may still end.
+/// begun may still end. Any thread.
 class OpenGLLayerDriver {
  public:
   virtual ~OpenGLLayerDriver() = default;
+  /// Refreshes per second from now on; not finite or not above 0: 60.
+  virtual void setRefreshRate(double perSecond) = 0;
 };
 
 /// Any thread.
 class OpenGL {
  public:
   virtual ~OpenGL() = default;
-  /// Null when there is no driver that can.
-  [[nodiscard]] virtual std::shared_ptr<NSOpenGLContext> makeContext(const NSOpenGLPixelFormat& format) = 0;
-  /// Null when the system grants no thread for it.
-  [[nodiscard]] virtual std::unique_ptr<OpenGLLayerDriver> makeLayerDriver(
-      std::weak_ptr<NSOpenGLLayer> layer) = 0;
+  /// A context tied to the window (null: to none, it draws off screen). Null when there is no driver that
+  /// can.
+  [[nodiscard]] virtual std::shared_ptr<NSOpenGLContext> makeContext(const NSOpenGLPixelFormat& format,
+                                                                     const NativeWindow* window) = 0;
+  /// Refreshes per second as in `OpenGLLayerDriver::setRefreshRate`. Null when the system grants no thread
+  /// for it.
+  [[nodiscard]] virtual std::unique_ptr<OpenGLLayerDriver> makeLayerDriver(std::weak_ptr<NSOpenGLLayer> layer,
+                                                                           double refreshRate) = 0;
   /// The functions of whichever context is current on the calling thread.
   [[nodiscard]] virtual OpenGLFunctions& functions() = 0;
 };

@@ -7,6 +7,7 @@ namespace QelUtilVideo {
 class Bundle;
 class Clock;
 class Cursor;
+class Diagnostics;
 class Dispatch;
 class Displays;
 class Images;
@@ -16,6 +17,7 @@ class OpenGL;
 class SystemLog;
 class SystemVersion;
 class UserDefaults;
+class Views;
 
 /// Everything the library expects of a machine. Each part is made when it is first asked for and lives
 /// as long as the platform. Any thread.
@@ -31,9 +33,11 @@ class Platform {
   virtual SystemLog& systemLog() = 0;
   virtual Displays& displays() = 0;
   virtual Cursor& cursor() = 0;
+  virtual Views& views() = 0;
   virtual Images& images() = 0;
   virtual Metal& metal() = 0;
   virtual OpenGL& openGL() = 0;
+  virtual Diagnostics& diagnostics() = 0;
 };
 
 /// The machine that the library runs on unless a test builds another.

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -91,7 +92,8 @@ TEST_F(CommandLine, wrongUsageIsStatusTwoAndSaysWhatIsRight) {
       {"qelvideo snapshot 1", "output"},
       {"qelvideo capture 1 --frames 0", "frames"},
       {"qelvideo capture 1 --frames 3 --seconds 3", "seconds"},
-      {"qelvideo view - ", "view: name the size of an off-screen view with --offscreen WxH"},
+      {"qelvideo view - --inside here", "'here' is no window ID"},
+      {"qelvideo view - --offscreen 5x5 --size 5x5", "--offscreen"},
       {"qelvideo view - --offscreen 5x5 --orientation sideways", "right-mirrored"},
       {"qelvideo view - --offscreen 5x5 --background blue", "#204060"},
       {"qelvideo view - --offscreen 5x5 --fit --fill", "fi"},
@@ -174,6 +176,44 @@ TEST_F(CommandLine, aServerThatDiesLeavesTheFilmAndAReason) {
   expectText(folder.read("result"), {"frames in", "64x48", "status 1"});
   expectText(folder.read("errors"), {"session: did stop: failedToCapture", "qelvideo: ", "qelvideo list"});
   EXPECT_GE(framesOf("film.y4m", 64, 48), 4);
+}
+
+TEST_F(CommandLine, watchTellsWhatComesAndGoesUntilNobodyIsThere) {
+  startServer();
+  // The input's end ends it; what comes through the input before does not.
+  const Outcome watched = expect(
+      0,
+      "(echo x; sleep 0.5; xrandr --setmonitor Side 9/9x9/9+0+0 none; sleep 0.7; xrandr --delmonitor Side; "
+      "sleep 0.7) | qelvideo watch --json",
+      {R"("event":"present","kind":"display")", "\n{\"time\":\"", R"(Z","event":"connected")",
+       R"("name":"Side","uniqueID":"QelUtilVideo.)", "disconnected", "Side"});
+  EXPECT_EQ(std::count(watched.output.begin(), watched.output.end(), '\n'), 3);
+  expect(0, "mkfifo in; { qelvideo watch <>in; echo status $? >&2; } | head -n 1",
+         {"  present       display  "}, {"status 0"});
+  expect(1, "qelvideo watch >/dev/full", {}, {"space"});
+  expect(1, "qelvideo watch >&-", {}, {"standard output"});
+
+  run("$Q watch <>in >lines & echo $! >process");
+  for (int i = 0; i < 50 && folder.read("lines").empty(); ++i) run("sleep 0.1");
+  server.reset();
+  for (int i = 0; i < 50 && folder.read("lines").find("disc") == std::string::npos; ++i) run("sleep 0.1");
+  expect(0, "kill -0 $(cat process) && kill -TERM $(cat process); cat lines", {"present", "disconnected"});
+}
+
+TEST_F(CommandLine, theDoctorSaysWhatThereIsAndWhatIsMissing) {
+  expect(1, "qelvideo doctor",
+         {"Capturing displays\n  missing  X server", "DISPLAY is not set", "-> Set", "OpenGL"},
+         {"displays cannot be captured"});
+  startServer();
+  expect(0, "qelvideo doctor",
+         {"ok       X server ", "64x48 at 0,0", "Drawing views", "System log", "Info.json"});
+  const auto json = nlohmann::json::parse(run("qelvideo doctor --json").output);
+  EXPECT_EQ(json["capturesDisplays"], true);
+  EXPECT_EQ(json["drawsViews"], true);
+  for (const auto& finding : json["findings"]) {
+    const bool isWell = finding["state"] == "ok" || finding["state"] == "unused";
+    EXPECT_NE(finding.contains("remedy"), isWell) << finding;
+  }
 }
 
 TEST_F(CommandLine, placesThatCannotBeWrittenAreNamed) {

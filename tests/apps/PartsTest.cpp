@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <vector>
 
 #include "Failure.h"
 #include "FilmTimeline.h"
+#include "MachineReport.h"
 #include "Recorder.h"
+#include "SourceEvent.h"
 #include "SourceLookup.h"
 #include "Statistics.h"
 #include "ViewOptions.h"
@@ -73,4 +76,35 @@ TEST(ViewOptions, sizesColoursAndOrientationsAreReadOrRefused) {
   EXPECT_EQ(parseOrientation("right"), CGImagePropertyOrientation::right);
   EXPECT_EQ(parseOrientation("left-mirrored"), CGImagePropertyOrientation::leftMirrored);
   expectRefused(parseOrientation, {"", "0", "9", "upside-down", "+1"});
+}
+
+TEST(SourceEvent, isOneLineWhateverTheName) {
+  SourceEvent event{.time = std::chrono::system_clock::time_point(std::chrono::milliseconds(1893456000007)),
+                    .what = SourceEvent::What::connected,
+                    .kind = "window",
+                    .name = "a\n\x1b[2J\xff \xc3\xa9",
+                    .uniqueID = "Lib.7"};
+  EXPECT_EQ(event.json(), R"({"time":"2030-01-01T00:00:00.007Z","event":"connected","kind":"window",)"
+                          R"("name":"a\n\u001b[2J)"
+                          "\xef\xbf\xbd \xc3\xa9\",\"uniqueID\":\"Lib.7\"}");
+  EXPECT_EQ(event.text().substr(8), "  connected     window   a??[2J\xff \xc3\xa9  Lib.7");
+}
+
+TEST(MachineReport, onlyWhatIsMissingForDisplaysAndViewsIsDecisive) {
+  using Area = Finding::Area;
+  using State = Finding::State;
+  const auto report = [](Area area, State state) {
+    return MachineReport(
+        {{Area::displays, "X", State::limited, "a\x1b", "Do."}, {area, "Y", state, "b", ""}});
+  };
+  for (const Area area : {Area::displays, Area::drawing, Area::cameras, Area::system}) {
+    for (const State state : {State::ok, State::limited, State::missing, State::unused}) {
+      const bool isMissing = state == State::missing;
+      EXPECT_EQ(report(area, state).capturesDisplays(), !(isMissing && area == Area::displays));
+      EXPECT_EQ(report(area, state).drawsViews(), !(isMissing && area == Area::drawing));
+    }
+  }
+  EXPECT_EQ(report(Area::system, State::unused).text(),
+            "Capturing displays\n  limited  X                   a?\n           -> Do.\n\n"
+            "System\n  unused   Y                   b");
 }

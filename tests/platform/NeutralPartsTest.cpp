@@ -1,3 +1,4 @@
+#include "platform/Diagnostics.h"
 #include "platform/NotificationCenterImpl.h"
 #include "platform/Root.h"
 #include "support/simulated/SimulatedPlatform.h"
@@ -22,6 +23,13 @@ TEST(DictionaryTest, keepsTheOrderOfItsKeysAndIsDescribedAsObjectsAre) {
   EXPECT_EQ(dictionary.get<std::int32_t>("b"), nullptr);
   EXPECT_EQ(dictionary.find("d"), nullptr);
   EXPECT_THAT(std::make_shared<Thing>()->description(), testing::MatchesRegex("<.*Thing: 0x[0-9a-f]+>"));
+}
+
+TEST(DiagnosticsTest, examiningTheMachineAsksTheOneThatTheLibraryRunsOn) {
+  const ScopedMachine machine;
+  machine->diagnostics().set(
+      {{Finding::Area::cameras, "Camera", Finding::State::limited, "old", "Buy one."}});
+  EXPECT_EQ(examineMachine().at(0).detail, "old");
 }
 
 TEST(NotificationCenterTest, deliversByNameAndObjectInTheOrderOfRegistration) {

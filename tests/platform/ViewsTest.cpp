@@ -1,4 +1,4 @@
-#include "platform/NSOpenGLLayer.h"
+#include "support/LayerView.h"
 #include "support/simulated/SimulatedPlatform.h"
 
 #include <QelUtilVideo/platform/NSScreen.h>
@@ -50,37 +50,6 @@ class HookView : public NSView {
   std::shared_ptr<Hooks> hooks_;
 };
 
-/// Draws a plain colour with OpenGL.
-class LayerView : public NSView {
- public:
-  static std::shared_ptr<LayerView> make(OpenGL& openGL, CGRect frame, bool asynchronous = true) {
-    auto view = std::make_shared<LayerView>(openGL, frame);
-    view->setWantsLayer(true);
-    view->openGLLayer().setAsynchronous(asynchronous);
-    return view;
-  }
-  LayerView(OpenGL& openGL, CGRect frame) : NSView(frame), openGL_(openGL) {}
-
-  std::shared_ptr<CALayer> makeBackingLayer() override { return std::make_shared<NSOpenGLLayer>(openGL_); }
-  void drawRect(CGRect rect) override {
-    drawn.push_back(rect);
-    if (whileDrawing) whileDrawing();
-    const auto context = openGLLayer().openGLContext();
-    context->makeCurrentContext();
-    openGL_.functions().glClearColor(color[0], color[1], color[2], color[3]);
-    openGL_.functions().glClear(GL_COLOR_BUFFER_BIT);
-    context->flushBuffer();
-  }
-  [[nodiscard]] NSOpenGLLayer& openGLLayer() const { return static_cast<NSOpenGLLayer&>(*layer()); }
-
-  std::vector<CGRect> drawn;
-  std::array<float, 4> color{1, 0, 0, 1};
-  std::function<void()> whileDrawing;
-
- private:
-  OpenGL& openGL_;
-};
-
 std::shared_ptr<NSView> plainView(CGRect frame = {{0, 0}, {10, 10}}) {
   return std::make_shared<NSView>(frame);
 }
@@ -92,7 +61,7 @@ std::uint32_t pixelAt(const CGImage& image, std::size_t x, std::size_t y) {
   return pixel;
 }
 
-class Views : public testing::Test {
+class ViewTree : public testing::Test {
  protected:
   ScopedMachine machine;
   std::shared_ptr<HookView::Hooks> hooks = std::make_shared<HookView::Hooks>();
@@ -105,7 +74,7 @@ class Views : public testing::Test {
 
 // ── Geometry ──────────────────────────────────────────────────────────────────────────────────────
 
-TEST_F(Views, flexiblePartsOfASubviewShareWhatItsSuperviewGains) {
+TEST_F(ViewTree, flexiblePartsOfASubviewShareWhatItsSuperviewGains) {
   // From (10, 20, 40, 50) in 100 x 100, which grows by 30 and 60.
   const std::vector<std::pair<std::uint32_t, CGRect>> cases{
       {NSViewNotSizable, CGRectMake(10, 20, 40, 50)},
@@ -126,7 +95,7 @@ TEST_F(Views, flexiblePartsOfASubviewShareWhatItsSuperviewGains) {
   }
 }
 
-TEST_F(Views, resizingReachesEveryLevelAndStopsWhereItIsSwitchedOff) {
+TEST_F(ViewTree, resizingReachesEveryLevelAndStopsWhereItIsSwitchedOff) {
   const auto outer = plainView(CGRectZero), middle = plainView(CGRectZero), inner = plainView(CGRectZero);
   middle->setAutoresizingMask(NSViewWidthSizable | NSViewHeightSizable);
   inner->setAutoresizingMask(NSViewWidthSizable | NSViewHeightSizable);
@@ -140,7 +109,7 @@ TEST_F(Views, resizingReachesEveryLevelAndStopsWhereItIsSwitchedOff) {
   EXPECT_EQ(inner->frame(), CGRectMake(0, 0, 64, 48));
 }
 
-TEST_F(Views, impossibleFramesBecomeEmptyOnes) {
+TEST_F(ViewTree, impossibleFramesBecomeEmptyOnes) {
   constexpr double nan = std::numeric_limits<double>::quiet_NaN();
   constexpr double infinity = std::numeric_limits<double>::infinity();
   EXPECT_EQ(plainView({{nan, -5}, {-1, 7}})->frame(), CGRectMake(0, -5, 0, 7));
@@ -150,7 +119,7 @@ TEST_F(Views, impossibleFramesBecomeEmptyOnes) {
 
 // ── Tree ──────────────────────────────────────────────────────────────────────────────────────────
 
-TEST_F(Views, subviewsStandInTheOrderAskedFor) {
+TEST_F(ViewTree, subviewsStandInTheOrderAskedFor) {
   const auto superview = plainView();
   const auto a = plainView(), b = plainView(), c = plainView(), d = plainView();
   superview->addSubview(a);
@@ -165,7 +134,7 @@ TEST_F(Views, subviewsStandInTheOrderAskedFor) {
   EXPECT_THAT(superview->subviews(), ElementsAre(a, c, d, b));
 }
 
-TEST_F(Views, aViewLiesInOnePlaceAndNeverInItself) {
+TEST_F(ViewTree, aViewLiesInOnePlaceAndNeverInItself) {
   const auto first = plainView(), second = plainView(), view = plainView();
   first->addSubview(view);
   second->addSubview(view);
@@ -186,7 +155,7 @@ TEST_F(Views, aViewLiesInOnePlaceAndNeverInItself) {
 
 // ── Hiding ────────────────────────────────────────────────────────────────────────────────────────
 
-TEST_F(Views, hidingReachesDescendantsThatWereInSightAndThoseThatMoveIn) {
+TEST_F(ViewTree, hidingReachesDescendantsThatWereInSightAndThoseThatMoveIn) {
   const auto top = hookView("top"), shown = hookView("shown"), hidden = hookView("hidden"),
              below = hookView("below");
   top->addSubview(shown);
@@ -213,7 +182,7 @@ TEST_F(Views, hidingReachesDescendantsThatWereInSightAndThoseThatMoveIn) {
   EXPECT_THAT(takeHooks(), ElementsAre("shown hide", "shown unhide"));
 }
 
-TEST_F(Views, aHookThatUndoesTheHidingLeavesNobodyMistaken) {
+TEST_F(ViewTree, aHookThatUndoesTheHidingLeavesNobodyMistaken) {
   const auto top = hookView("top"), child = hookView("child");
   top->addSubview(child);
   top->onHide = [&] { top->setHidden(false); };
@@ -223,7 +192,7 @@ TEST_F(Views, aHookThatUndoesTheHidingLeavesNobodyMistaken) {
 
 // ── Windows ───────────────────────────────────────────────────────────────────────────────────────
 
-TEST_F(Views, aTreeEntersAndLeavesAWindowAsAWhole) {
+TEST_F(ViewTree, aTreeEntersAndLeavesAWindowAsAWhole) {
   const auto window = NSWindow::makeOffscreen({30, 20}, 2);
   const auto top = hookView("top"), child = hookView("child");
   top->addSubview(child);
@@ -244,7 +213,7 @@ TEST_F(Views, aTreeEntersAndLeavesAWindowAsAWhole) {
   EXPECT_THAT(takeHooks(), leaving);
 }
 
-TEST_F(Views, aWindowThatGoesTakesItsViewsOutOnTheMainThread) {
+TEST_F(ViewTree, aWindowThatGoesTakesItsViewsOutOnTheMainThread) {
   auto window = NSWindow::makeOffscreen({30, 20});
   const auto view = hookView("view");
   window->contentView()->addSubview(view);
@@ -257,7 +226,7 @@ TEST_F(Views, aWindowThatGoesTakesItsViewsOutOnTheMainThread) {
 
 // ── Layers ────────────────────────────────────────────────────────────────────────────────────────
 
-class Layers : public Views {
+class Layers : public ViewTree {
  protected:
   ~Layers() override { EXPECT_THAT(machine->openGL().violations(), IsEmpty()); }
 
@@ -317,7 +286,7 @@ TEST_F(Layers, withoutAContextNothingIsDrawnUntilTheLayerGetsOne) {
 
   view->openGLLayer().setOpenGLContext(nullptr);
   EXPECT_EQ(openGL.liveDrivers(), 0U);
-  view->openGLLayer().setOpenGLContext(openGL.makeContext({}));
+  view->openGLLayer().setOpenGLContext(openGL.makeContext({}, nullptr));
   openGL.refresh();
   EXPECT_EQ(openGL.contexts().at(0)->flushes, 1);
 }

@@ -33,12 +33,21 @@ std::string readLine(int fd) {
   return line.substr(0, line.find('\n'));
 }
 
+const char* programName(PrivateXServer::Program program) {
+  return program == PrivateXServer::Program::tigervnc ? "Xtigervnc" : "Xvfb";
+}
+
 std::vector<std::string> commandOf(const PrivateXServer::Options& options, int displayFD) {
-  const std::string screen = std::to_string(options.width) + "x" + std::to_string(options.height) + "x" +
-                             std::to_string(options.depth);
-  std::vector<std::string> command{"Xvfb",     "-screen",    "0",
-                                   screen,     "-nolisten",  "tcp",
-                                   "-noreset", "-displayfd", std::to_string(displayFD)};
+  const std::string size = std::to_string(options.width) + "x" + std::to_string(options.height);
+  const std::string depth = std::to_string(options.depth);
+  std::vector<std::string> command{programName(options.program), "-nolisten", "tcp", "-noreset", "-displayfd",
+                                   std::to_string(displayFD)};
+  if (options.program == PrivateXServer::Program::tigervnc) {
+    command.insert(command.end(), {"-geometry", size, "-depth", depth, "-SecurityTypes", "None", "-rfbport",
+                                   "-1", "-rfbunixpath", options.socket});
+  } else {
+    command.insert(command.end(), {"-screen", "0", size + "x" + depth});
+  }
   command.insert(command.end(), options.arguments.begin(), options.arguments.end());
   return command;
 }
@@ -61,7 +70,9 @@ pid_t spawn(std::vector<std::string> command, int inherited) {
 
 }  // namespace
 
-bool PrivateXServer::isInstalled() { return std::system("command -v Xvfb > /dev/null") == 0; }
+bool PrivateXServer::isInstalled(Program program) {
+  return std::system(("command -v " + std::string(programName(program)) + " > /dev/null").c_str()) == 0;
+}
 
 std::unique_ptr<PrivateXServer> PrivateXServer::start(const Options& options) {
   struct Started : PrivateXServer {};

@@ -10,15 +10,21 @@ namespace qeltest {
 /// anybody sees. Ended with the object.
 class PrivateXServer {
  public:
+  enum class Program {
+    xvfb,
+    tigervnc,  ///< its outputs come and go
+  };
   struct Options {
+    Program program = Program::xvfb;
     int width = 320;
     int height = 240;
     int depth = 24;
     std::vector<std::string> arguments = {};  ///< further ones for the server
+    std::string socket = {};                  ///< where `tigervnc` takes viewers
   };
 
   /// Whether the machine has the server program.
-  static bool isInstalled();
+  static bool isInstalled(Program program = Program::xvfb);
   /// Starts a server and waits until it takes connections; null when it does not within ten seconds.
   static std::unique_ptr<PrivateXServer> start(const Options& options);
 

@@ -3,6 +3,7 @@
 #include "platform/Platform.h"
 #include "platform/linux/x11/X11Cursor.h"
 #include "platform/linux/x11/X11Displays.h"
+#include "platform/linux/x11/X11EventPump.h"
 #include "support/PrivateXServer.h"
 
 #include <gtest/gtest.h>
@@ -115,6 +116,7 @@ class DisplaysOnXvfb : public testing::Test {
     ASSERT_TRUE(server_);
     connection_ = X11Connection::open(server_->display().c_str());
     ASSERT_TRUE(connection_);
+    pump_.emplace(connection_, loop_);
     displays_ = std::make_unique<X11Displays>(connection_, loop_, center_, trouble_);
     center_.addObserver(NSApplicationDidChangeScreenParametersNotification, nullptr,
                         [this](const NSNotification&) { ++notifications_; });
@@ -145,6 +147,7 @@ class DisplaysOnXvfb : public testing::Test {
   NotificationCenterImpl center_{trouble_};
   std::unique_ptr<PrivateXServer> server_;
   std::shared_ptr<X11Connection> connection_;
+  std::optional<X11EventPump> pump_;
   std::unique_ptr<X11Displays> displays_;
   std::optional<Painter> painter_;
   int notifications_ = 0;

@@ -25,7 +25,7 @@ using namespace std::chrono_literals;
 using testing::IsEmpty;
 
 // A driver keeps what it has opened until the process ends.
-const qeltest::WarmUp warmUp([] { (void)EglOpenGL([](const std::string&) {}).makeContext({}); });
+const qeltest::WarmUp warmUp([] { (void)EglOpenGL([](const std::string&) {}).makeContext({}, nullptr); });
 
 bool eventually(const std::function<bool()>& condition) {
   const auto deadline = std::chrono::steady_clock::now() + 10s;
@@ -79,7 +79,7 @@ class PlainView : public NSView {
 class EglLayers : public testing::Test {
  protected:
   void SetUp() override {
-    if (!openGL.makeContext({})) GTEST_SKIP() << "This machine has no OpenGL driver";
+    if (!openGL.makeContext({}, nullptr)) GTEST_SKIP() << "This machine has no OpenGL driver";
   }
 
   ~EglLayers() override {
@@ -166,7 +166,7 @@ TEST_F(EglLayers, lastReferenceMayGoOnTheDrawingThread) {
 }
 
 TEST_F(EglLayers, aContextBelongsToWhoeverHoldsTheLock) {
-  const auto context = openGL.makeContext({});
+  const auto context = openGL.makeContext({}, nullptr);
   OpenGLFunctions& gl = openGL.functions();
   const auto framebuffer = [&] {
     GLint name = 0;
@@ -188,7 +188,7 @@ TEST_F(EglLayers, aContextBelongsToWhoeverHoldsTheLock) {
 }
 
 TEST_F(EglLayers, usingOneContextLeavesAnotherOfTheThreadAsItWas) {
-  const auto outer = openGL.makeContext({}), inner = openGL.makeContext({});
+  const auto outer = openGL.makeContext({}, nullptr), inner = openGL.makeContext({}, nullptr);
   OpenGLFunctions& gl = openGL.functions();
   CGLLockContext(outer->cglContextObj());
   outer->makeCurrentContext();

@@ -29,7 +29,7 @@ bool isRefused() {
 }
 
 const qeltest::WarmUp warmUp([] {
-  if (!EglOpenGL(nullptr).makeContext({}) || isRefused()) return;
+  if (!EglOpenGL(nullptr).makeContext({}, nullptr) || isRefused()) return;
   static_cast<void>(eglGetError());  // a function's first call would undo its script
   makeCurrent = std::exchange(epoxy_eglMakeCurrent, [](auto display, auto draw, auto read, auto context) {
     return context && isRefused() ? EGLBoolean{EGL_FALSE} : makeCurrent(display, draw, read, context);
@@ -39,7 +39,7 @@ const qeltest::WarmUp warmUp([] {
 
 TEST(LayerFaults, aThreadThatTakesNoContextStillMakesOneAndReadsItBackAndOnlyALossIsForGood) {
   refusal = makeCurrent ? EGL_BAD_ACCESS : EGL_SUCCESS;
-  const auto context = EglOpenGL(nullptr).makeContext({});
+  const auto context = EglOpenGL(nullptr).makeContext({}, nullptr);
   if (!makeCurrent) GTEST_SKIP() << "This machine has no OpenGL driver";
   ASSERT_TRUE(context);
   const auto draw = [&] {
@@ -59,7 +59,7 @@ TEST(LayerFaults, aThreadThatTakesNoContextStillMakesOneAndReadsItBackAndOnlyALo
 }
 
 TEST(LayerFaults, aTranslucentBackgroundIsMultipliedByItsAlphaOnceInAWindowsImage) {
-  if (!EglOpenGL(nullptr).makeContext({})) GTEST_SKIP() << "This machine has no OpenGL driver";
+  if (!EglOpenGL(nullptr).makeContext({}, nullptr)) GTEST_SKIP() << "This machine has no OpenGL driver";
   const auto window = NSWindow::makeOffscreen({4, 4});
   const auto view = RenderView::make(window->contentView()->bounds());
   view->setBackgroundColor(NSColor::deviceRGB(1, 0.5, 0, 0.25));

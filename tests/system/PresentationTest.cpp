@@ -31,7 +31,7 @@ const qeltest::WarmUp warmUp([] {
   setenv("QelUtilVideoRenderViewMetalDisabled", "1", 1);
   static_cast<void>(RenderView::make(CGRectMake(0, 0, 8, 8)));
   MainLoop::main().dispatchPending();
-  static_cast<void>(Root::current().platform().openGL().makeContext({}));
+  static_cast<void>(Root::current().platform().openGL().makeContext({}, nullptr));
 });
 
 struct PixelCount {
@@ -195,7 +195,7 @@ struct PresentationTest : testing::Test {
   double now = 0;
 
   void SetUp() override {
-    if (!Root::current().platform().openGL().makeContext({})) {
+    if (!Root::current().platform().openGL().makeContext({}, nullptr)) {
       GTEST_SKIP() << "This machine has no OpenGL driver, not even a software one.";
     }
   }

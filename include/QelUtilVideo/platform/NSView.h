@@ -126,6 +126,15 @@ class QEL_EXPORT NSView : public virtual NSObject {
   void resizeWithOldSuperviewSize(CGSize oldSize, CGSize newSize);
   void hiddenAncestryChanged(bool hidden);
   void updateLayerVisibility();
+  /// Gives the layer the part of the window that the view lies in, or takes it away.
+  void updateLayerSurface();
+  /// Moves what the subtree's views are drawn on to where they lie in the window.
+  void placeSurfaces();
+  void placeSurface();
+  /// Stacks what the subtree's views are drawn on in the order of the views.
+  void raiseSurfaces();
+  /// The subtree's window is on another screen.
+  void screenChanged(double backingScale);
   /// The view and everything below it, superviews first.
   [[nodiscard]] std::vector<std::shared_ptr<NSView>> subtree();
   /// Null while no `std::shared_ptr` holds the view.

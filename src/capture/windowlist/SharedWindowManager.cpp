@@ -18,21 +18,18 @@ SharedWindowManager::SharedWindowManager(Root& root)
 
 std::vector<std::shared_ptr<CapturableScreen>> SharedWindowManager::screens() {
   std::vector<std::shared_ptr<CapturableScreen>> copy;
-  bool isFirst = false;
   queue_->sync([&] {
-    isFirst = !std::exchange(isListed_, true);
-    if (isFirst) listFirst();
+    if (!std::exchange(isListed_, true)) listFirst();
     copy.assign(screens_.begin(), screens_.end());
   });
-  if (isFirst) {
-    root_.platform().notificationCenter().addObserver(
-        NSApplicationDidChangeScreenParametersNotification, nullptr,
-        [this](const NSNotification& notification) { updateScreens(notification); });
-  }
   return copy;
 }
 
 void SharedWindowManager::listFirst() {
+  // A change that comes while the displays are listed waits for the queue, and is not missed.
+  root_.platform().notificationCenter().addObserver(
+      NSApplicationDidChangeScreenParametersNotification, nullptr,
+      [this](const NSNotification& notification) { updateScreens(notification); });
   (void)updateScreenList();
   std::vector<CGDirectDisplayID> displays;
   for (const auto& screen : screens_) displays.push_back(screen->displayID());

@@ -4,18 +4,26 @@
 #include "platform/Root.h"
 #include "platform/linux/core/LinuxBundle.h"
 #include "platform/linux/core/LinuxClock.h"
+#include "platform/linux/core/LinuxDiagnostics.h"
 #include "platform/linux/core/LinuxDispatch.h"
 #include "platform/linux/core/LinuxSystemLog.h"
 #include "platform/linux/core/LinuxSystemVersion.h"
 #include "platform/linux/core/LinuxUserDefaults.h"
+#include "platform/linux/core/SystemExamination.h"
+#include "platform/linux/egl/EglExamination.h"
 #include "platform/linux/egl/EglOpenGL.h"
 #include "platform/linux/media/PixmanImages.h"
 #include "platform/linux/x11/X11Cursor.h"
 #include "platform/linux/x11/X11Displays.h"
+#include "platform/linux/x11/X11EventPump.h"
+#include "platform/linux/x11/X11Examination.h"
+#include "platform/linux/x11/X11Views.h"
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
+#include <vector>
 
 namespace QelUtilVideo {
 namespace {
@@ -40,10 +48,32 @@ class NoMetal final : public Metal {
   [[nodiscard]] std::shared_ptr<MTLDevice> MTLCreateSystemDefaultDevice() override { return nullptr; }
 };
 
-/// The connection that displays and cursor share.
+/// The connection that displays, cursor and windows share.
 struct X11 {
+  explicit X11(EventLoop& loop) {
+    if (connection) pump.emplace(connection, loop);
+  }
   std::shared_ptr<X11Connection> connection = X11Connection::open();
+  std::optional<X11EventPump> pump;
 };
+
+/// What the machine may have that nobody asks for.
+std::vector<Finding> findUnused() {
+  constexpr const char* detail = "not used by this version";
+  return {{Finding::Area::drawing, "Vulkan", Finding::State::unused, detail, ""},
+          {Finding::Area::cameras, "Cameras", Finding::State::unused, detail, ""}};
+}
+
+std::vector<LinuxDiagnostics::Examination> examinations() {
+  using Area = Finding::Area;
+  return {{Area::displays, "X server", "End the server that DISPLAY names, or set DISPLAY to another one.",
+           [] { return examineX11(); }},
+          {Area::drawing, "OpenGL", "Look at the system's log for what the graphics driver says.",
+           [] { return examineOpenGL(); }},
+          {Area::cameras, "Cameras", "", findUnused},
+          {Area::system, "Services", "Look whether the user's home folder can be read.",
+           [] { return examineSystem(); }}};
+}
 
 class LinuxPlatform final : public Platform {
  public:
@@ -55,15 +85,18 @@ class LinuxPlatform final : public Platform {
   Bundle& bundle() override { return bundle_.get(); }
   SystemLog& systemLog() override { return systemLog_.get(); }
   Displays& displays() override {
-    return displays_.get(x11_.get().connection, linuxDispatch().eventLoop(), notificationCenter(), trouble_);
+    return displays_.get(x11().connection, linuxDispatch().eventLoop(), notificationCenter(), trouble_);
   }
-  Cursor& cursor() override { return cursor_.get(x11_.get().connection); }
+  Cursor& cursor() override { return cursor_.get(x11().connection); }
+  Views& views() override { return views_.get(x11().connection, linuxDispatch().eventLoop(), trouble_); }
   Images& images() override { return images_; }
   Metal& metal() override { return metal_; }
   OpenGL& openGL() override { return openGL_.get(trouble_); }
+  Diagnostics& diagnostics() override { return diagnostics_.get(examinations()); }
 
  private:
   LinuxDispatch& linuxDispatch() { return dispatch_.get(trouble_); }
+  X11& x11() { return x11_.get(linuxDispatch().eventLoop()); }
 
   const TroubleHandler trouble_ = [this](const std::string& text) { platformTrouble(*this, text); };
   // Parts that others stand on come first.
@@ -77,9 +110,11 @@ class LinuxPlatform final : public Platform {
   OnFirstUse<X11> x11_;
   OnFirstUse<X11Displays> displays_;
   OnFirstUse<X11Cursor> cursor_;
+  OnFirstUse<X11Views> views_;
   PixmanImages images_;
   NoMetal metal_;
   OnFirstUse<EglOpenGL> openGL_;
+  OnFirstUse<LinuxDiagnostics> diagnostics_;
 };
 
 }  // namespace

@@ -53,6 +53,37 @@ TEST_F(OpenGLRenderViewTest, eachReasonDrawsItsNumberOfRefreshesAndWithoutOneNoG
   EXPECT_EQ(gl().count("glTex"), 0u);
 }
 
+TEST_F(OpenGLRenderViewTest, inOurOwnAndInAForeignWindowTheSameRefreshesDraw) {
+  view->setAutoresizingMask(NSViewWidthSizable | NSViewHeightSizable);
+  machine->displays().set({{.bounds = CGRectMake(0, 0, 1000, 1000)}});
+  auto& windows = machine->views().windows;
+  const std::uint32_t foreign = machine->views().addForeign(CGRectMake(0, 0, 200, 100), true)->number;
+  for (const bool own : {false, true}) {
+    const auto shown = own ? NSWindow::make({200, 100}, "Own") : NSWindow::makeInForeignWindow(foreign);
+    shown->contentView()->addSubview(view);
+    shown->orderFront();
+    view->setFrame(shown->contentView()->bounds());
+    showFrame();
+    windows.back()->set(CGRectMake(5, 5, 300, 200), true);
+    EXPECT_EQ(draws(10), 3u);
+    EXPECT_EQ(gl().count("glViewport(0,0,300,200)"), 3u);
+    view->setFitInBounds(!view->fitInBounds());
+    EXPECT_EQ(draws(10), 2u);
+    windows.back()->set(CGRectMake(50, 5, 300, 200), true);
+    EXPECT_EQ(draws(10), 0u);
+
+    windows.back()->surfaces.at(0)->expose();
+    const int before = context()->presentationsAgain;
+    EXPECT_EQ(draws(3), 0u);
+    EXPECT_EQ(context()->presentationsAgain, before + 1);
+    windows.back()->set(CGRectMake(50, 5, 300, 200), false);
+    buffer->setImage(makeFrame(64, 48), 2);
+    EXPECT_EQ(draws(3), 0u);
+    view->removeFromSuperview();
+  }
+  EXPECT_THAT(log.messages(), Not(Contains(HasSubstr("finalized"))));
+}
+
 // ── Context ───────────────────────────────────────────────────────────────────────────────────────
 
 TEST_F(OpenGLRenderViewTest, theLifeOfAViewIsToldInTheseLines) {
@@ -73,13 +104,14 @@ TEST_F(OpenGLRenderViewTest, theLifeOfAViewIsToldInTheseLines) {
 
 TEST_F(OpenGLRenderViewTest, anotherContextIsPreparedFromNothingAndAnEqualOneIgnored) {
   showFrame();
-  auto equal = std::make_shared<SimulatedContext>(context()->format, gl(), std::make_shared<GLViolations>());
+  auto equal =
+      std::make_shared<SimulatedContext>(context()->format, nullptr, gl(), std::make_shared<GLViolations>());
   equal->identity = context()->identity;
   layer()->setOpenGLContext(equal);
   EXPECT_EQ(layer()->openGLContext(), context());
   EXPECT_THAT(gl().calls(), IsEmpty());
   log.clear();
-  layer()->setOpenGLContext(machine->openGL().makeContext(context()->format));
+  layer()->setOpenGLContext(machine->openGL().makeContext(context()->format, nullptr));
   EXPECT_THAT(log.messages(), ElementsAre("[RenderView:OpenGL:1] finalized"));
   for (const char* kind :
        {"Shader(3)", "Shader(4)", "Program(5)", "VertexArrays(1)", "Buffers(1)", "Textures(2)"}) {

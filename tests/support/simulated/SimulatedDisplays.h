@@ -26,6 +26,7 @@ struct SimulatedDisplay {
   std::string name = "Simulated Display";
   CGRect bounds = CGRectMake(0, 0, 64, 48);  ///< global points, origin top-left
   double scale = 1;
+  double refreshRate = 0;  ///< 0: it does not tell
   bool hasScreenNumber = true;
 
   std::uint32_t vendor = 0x756e6b6e;
@@ -125,6 +126,7 @@ class SimulatedDisplays final : public Displays {
     properties.frame = display.bounds;
     properties.frame.origin.y = CGRectGetMaxY(primary) - CGRectGetMaxY(display.bounds);
     properties.backingScaleFactor = display.scale;
+    properties.maximumFramesPerSecond = display.refreshRate;
     return std::make_shared<NSScreen>(std::move(properties));
   }
   static void paint(const SimulatedDisplay& display, const CGImageLayout& layout, std::byte* bytes) {

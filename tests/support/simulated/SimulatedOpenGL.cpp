@@ -29,9 +29,10 @@ void add(GLViolations& violations, const std::string& text) {
 
 // ── SimulatedContext ────────────────────────────────────────────────────────────────────────────────
 
-SimulatedContext::SimulatedContext(NSOpenGLPixelFormat pixelFormat, const RecordingGL& gl,
-                                   std::shared_ptr<GLViolations> violations)
+SimulatedContext::SimulatedContext(NSOpenGLPixelFormat pixelFormat, const NativeWindow* window,
+                                   const RecordingGL& gl, std::shared_ptr<GLViolations> violations)
     : format(std::move(pixelFormat)), gl_(gl), violations_(std::move(violations)) {
+  setDrawable(window);
   static std::atomic<int> nextIdentity = 1;
   identity = nextIdentity++;
 }
@@ -57,6 +58,14 @@ void SimulatedContext::flushBuffer() {
   flushes += 1;
   presented_.with(
       [picture = plainPicture(surfaceSize(), gl_.clearColor())](CGImageRef& last) { last = picture; });
+}
+
+bool SimulatedContext::setDrawable(const NativeWindow* window) {
+  const std::lock_guard guard(lock_);
+  const bool possible = !window || !refusesWindows;
+  drawable_.with(
+      [&](auto& drawable) { drawable = window && possible ? std::optional(*window) : std::nullopt; });
+  return possible;
 }
 
 bool SimulatedContext::isEqual(const NSOpenGLContext& other) const {
@@ -96,23 +105,26 @@ SimulatedOpenGL::SimulatedOpenGL() {
 void SimulatedOpenGL::refresh() {
   for (const auto& each : drivers_.copy()) {
     const auto driven = each.lock();
-    if (const auto layer = driven ? driven->lock() : nullptr) layer->refresh(0);
+    if (const auto layer = driven ? driven->layer.lock() : nullptr) layer->refresh(0);
   }
 }
 
-std::shared_ptr<NSOpenGLContext> SimulatedOpenGL::makeContext(const NSOpenGLPixelFormat& format) {
+std::shared_ptr<NSOpenGLContext> SimulatedOpenGL::makeContext(const NSOpenGLPixelFormat& format,
+                                                              const NativeWindow* window) {
   if (!hasDriver) return nullptr;
-  auto context = std::make_shared<SimulatedContext>(format, gl, violations_);
+  auto context = std::make_shared<SimulatedContext>(format, window, gl, violations_);
   contexts_.with([&](auto& contexts) { contexts.push_back(context); });
   return context;
 }
 
-std::unique_ptr<OpenGLLayerDriver> SimulatedOpenGL::makeLayerDriver(std::weak_ptr<NSOpenGLLayer> layer) {
+std::unique_ptr<OpenGLLayerDriver> SimulatedOpenGL::makeLayerDriver(std::weak_ptr<NSOpenGLLayer> layer,
+                                                                    double refreshRate) {
   struct Driver final : OpenGLLayerDriver {
+    explicit Driver(std::shared_ptr<Driven> toDrive) : driven(std::move(toDrive)) {}
+    void setRefreshRate(double perSecond) override { driven->rate = perSecond; }
     std::shared_ptr<Driven> driven;
   };
-  auto driver = std::make_unique<Driver>();
-  driver->driven = std::make_shared<Driven>(std::move(layer));
+  auto driver = std::make_unique<Driver>(std::make_shared<Driven>(std::move(layer), refreshRate));
   drivers_.with([&](auto& drivers) { drivers.push_back(driver->driven); });
   return driver;
 }

@@ -8,6 +8,7 @@
 #include "support/simulated/SimulatedDisplays.h"
 #include "support/simulated/SimulatedOpenGL.h"
 #include "support/simulated/SimulatedServices.h"
+#include "support/simulated/SimulatedViews.h"
 
 namespace QelUtilVideo {
 
@@ -31,9 +32,11 @@ class SimulatedPlatform final : public Platform {
   SimulatedSystemLog& systemLog() override { return systemLog_; }
   SimulatedDisplays& displays() override { return displays_; }
   SimulatedCursor& cursor() override { return cursor_; }
+  SimulatedViews& views() override { return views_; }
   Images& images() override { return images_; }
   SimulatedMetal& metal() override { return metal_; }
   SimulatedOpenGL& openGL() override { return openGL_; }
+  SimulatedDiagnostics& diagnostics() override { return diagnostics_; }
 
   // What tests do most; see SimulatedDispatch.
   void runMain() { dispatch_.runMain(); }
@@ -52,9 +55,11 @@ class SimulatedPlatform final : public Platform {
   SimulatedBundle bundle_;
   SimulatedDisplays displays_;
   SimulatedCursor cursor_;
+  SimulatedViews views_;
   PixmanImages images_;
   SimulatedMetal metal_;
   SimulatedOpenGL openGL_;
+  SimulatedDiagnostics diagnostics_;
 };
 
 /// Puts the library on a fresh machine, with a root of its own, for the life of a test. Objects of the

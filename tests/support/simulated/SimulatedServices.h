@@ -2,6 +2,7 @@
 
 #include "platform/Bundle.h"
 #include "platform/Cursor.h"
+#include "platform/Diagnostics.h"
 #include "platform/Metal.h"
 #include "platform/Synchronised.h"
 #include "platform/SystemLog.h"
@@ -109,6 +110,20 @@ class SimulatedCursor final : public Cursor {
  private:
   Synchronised<std::optional<CGPoint>> location_;
   Synchronised<std::optional<NSCursor>> cursor_;
+};
+
+/// All is well unless the test says otherwise.
+class SimulatedDiagnostics final : public Diagnostics {
+ public:
+  [[nodiscard]] std::vector<Finding> examine() override { return findings_.copy(); }
+  void set(std::vector<Finding> findings) {
+    findings_.with([&](auto& current) { current = std::move(findings); });
+  }
+
+ private:
+  Synchronised<std::vector<Finding>> findings_{
+      {{Finding::Area::displays, "Displays", Finding::State::ok, "one", ""},
+       {Finding::Area::drawing, "OpenGL", Finding::State::ok, "scripted", ""}}};
 };
 
 /// No device unless the test says otherwise.

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -97,16 +98,33 @@ class LinuxSystemLog::Sender {
     }
   }
 
+  Reader reader() const {
+    const auto answers = [](const std::string& path) {
+      const UniqueFD probe(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+      const std::optional<sockaddr_un> address = addressOf(path);
+      return address &&
+             ::connect(probe.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0;
+    };
+    if (answers(journalSocket_)) return Reader::journal;
+    return answers(syslogSocket_) ? Reader::syslog : Reader::none;
+  }
+
  private:
   enum class Sent : std::uint8_t { yes, lost, noReader };
 
-  Sent sendTo(const std::string& path, const std::string& record) const {
+  static std::optional<sockaddr_un> addressOf(const std::string& path) {
     sockaddr_un address{};
-    if (path.size() >= sizeof address.sun_path) return Sent::noReader;
+    if (path.size() >= sizeof address.sun_path) return std::nullopt;
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    return address;
+  }
+
+  Sent sendTo(const std::string& path, const std::string& record) const {
+    const std::optional<sockaddr_un> address = addressOf(path);
+    if (!address) return Sent::noReader;
     const ssize_t sent = ::sendto(socket_.get(), record.data(), record.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
-                                  reinterpret_cast<const sockaddr*>(&address), sizeof address);
+                                  reinterpret_cast<const sockaddr*>(&*address), sizeof *address);
     if (sent >= 0) return Sent::yes;
     const bool full = errno == EAGAIN || errno == ENOBUFS || errno == EMSGSIZE;
     return full ? Sent::lost : Sent::noReader;
@@ -134,9 +152,11 @@ class LinuxSystemLog::Log final : public OSLog {
   const std::string category_;
 };
 
-LinuxSystemLog::LinuxSystemLog(std::string journalSocket, std::string syslogSocket)
-    : sender_(std::make_shared<Sender>(std::move(journalSocket), std::move(syslogSocket))) {}
+LinuxSystemLog::LinuxSystemLog(std::string journal, std::string syslog)
+    : sender_(std::make_shared<Sender>(std::move(journal), std::move(syslog))) {}
 LinuxSystemLog::~LinuxSystemLog() = default;
+
+LinuxSystemLog::Reader LinuxSystemLog::reader() const { return sender_->reader(); }
 
 std::shared_ptr<OSLog> LinuxSystemLog::makeLog(std::string subsystem, std::string category) {
   return std::make_shared<Log>(sender_, std::move(subsystem), std::move(category));

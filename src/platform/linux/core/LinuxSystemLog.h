@@ -2,6 +2,7 @@
 
 #include "platform/SystemLog.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -11,9 +12,15 @@ namespace QelUtilVideo {
 /// is never waited for: what the reader has no room for is lost.
 class LinuxSystemLog final : public SystemLog {
  public:
-  explicit LinuxSystemLog(std::string journalSocket = "/run/systemd/journal/socket",
-                          std::string syslogSocket = "/dev/log");
+  static constexpr const char* journalSocket = "/run/systemd/journal/socket";
+  static constexpr const char* syslogSocket = "/dev/log";
+  enum class Reader : std::uint8_t { journal, syslog, none };
+
+  explicit LinuxSystemLog(std::string journal = journalSocket, std::string syslog = syslogSocket);
   ~LinuxSystemLog() override;
+
+  /// Who would take a record now. Any thread.
+  [[nodiscard]] Reader reader() const;
 
   [[nodiscard]] std::shared_ptr<OSLog> makeLog(std::string subsystem, std::string category) override;
 

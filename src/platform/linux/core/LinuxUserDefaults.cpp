@@ -39,7 +39,6 @@ std::optional<std::string> environment(const std::string& name) {
   return value ? std::optional<std::string>(value) : std::nullopt;
 }
 
-/// Where the user keeps settings; absent when nobody can tell.
 std::optional<std::filesystem::path> configurationFolder() {
   const std::filesystem::path configured = environment("XDG_CONFIG_HOME").value_or("");
   if (configured.is_absolute()) return configured;
@@ -50,11 +49,16 @@ std::optional<std::filesystem::path> configurationFolder() {
 
 }  // namespace
 
+std::optional<std::filesystem::path> LinuxUserDefaults::file() {
+  const auto folder = configurationFolder();
+  return folder ? std::optional(*folder / "QelUtilVideo" / "defaults.json") : std::nullopt;
+}
+
 bool LinuxUserDefaults::boolForKey(const std::string& key) {
   if (const auto value = environment(key)) return isTrue(*value);
-  const auto folder = configurationFolder();
-  if (!folder) return false;
-  const auto settings = readJsonObject(*folder / "QelUtilVideo" / "defaults.json");
+  const auto path = file();
+  if (!path) return false;
+  const auto settings = readJsonObject(*path);
   if (!settings) return false;
   const auto found = settings->find(key);
   return found != settings->end() && isTrue(*found);

@@ -1,5 +1,6 @@
 #include "platform/linux/egl/EglContext.h"
 
+#include "platform/linux/core/NoPipeSignal.h"
 #include "platform/linux/egl/FreshThread.h"
 
 #include <algorithm>
@@ -26,11 +27,11 @@ bool isLoss(EGLint error) {
 }  // namespace
 
 EglContext::EglContext(std::shared_ptr<const EglDisplay> display, EglContextHandle context,
-                       std::unique_ptr<Surface> surface, TroubleHandler trouble)
+                       TroubleHandler trouble)
     : display_(std::move(display)),
       context_(std::move(context)),
       trouble_(std::move(trouble)),
-      surface_(std::move(surface)) {}
+      surface_(trouble_) {}
 
 bool EglContext::isAnyCurrent() { return currentContext != nullptr; }
 
@@ -38,35 +39,63 @@ CGLContextObj EglContext::cglContextObj() { return lost_ ? nullptr : this; }
 
 bool EglContext::makeCurrentContext() {
   const std::lock_guard guard(mutex_);
+  const NoPipeSignal noSignal;
   if (!makeCurrent()) return false;
-  surface_->bind(size_.copy());
+  surface_.bind(size_.copy());
   return true;
 }
 
 void EglContext::flushBuffer() {
   const std::lock_guard guard(mutex_);
-  if (isCurrent()) surface_->present();
+  if (!isCurrent()) return;
+  surface_.present();
+  showInWindow();
+}
+
+void EglContext::presentAgain() {
+  const std::lock_guard guard(*this);
+  if (window_ && makeCurrent()) showInWindow();
+}
+
+bool EglContext::setDrawable(const NativeWindow* window) {
+  std::string reason;
+  return setDrawable(window, reason);
+}
+
+bool EglContext::setDrawable(const NativeWindow* window, std::string& reason) {
+  const std::lock_guard guard(*this);
+  if (window_ && window && window_->nativeWindow() == *window) return true;
+  leaveWindow();
+  if (!window) return true;
+  window_ = EglWindow::make(display_, *window, reason);
+  notShown_ = false;
+  if (isCurrent() && bindToThread() != EGL_SUCCESS) releaseFromThread();
+  return window_ != nullptr;
 }
 
 void EglContext::setValues(std::int32_t value, std::int32_t parameter) {
   const std::lock_guard guard(mutex_);
-  if (parameter == NSOpenGLContextParameterSwapInterval) surface_->setSwapInterval(value);
+  if (parameter == NSOpenGLContextParameterSwapInterval) swapInterval_ = value;
 }
 
 void EglContext::setSurfaceSize(CGSize pixels) {
-  size_.with([&](Surface::Size& size) { size = {sideInPixels(pixels.width), sideInPixels(pixels.height)}; });
+  size_.with([&](OffscreenSurface::Size& size) {
+    size = {sideInPixels(pixels.width), sideInPixels(pixels.height)};
+  });
 }
 
 CGImageRef EglContext::copyPresentedImage() {
   const auto copy = [this] {
     const std::lock_guard guard(*this);
-    return makeCurrent() ? surface_->copyPresented() : nullptr;
+    return makeCurrent() ? surface_.copyPresented() : nullptr;
   };
   if (lost_) return nullptr;
   return owner_ == std::this_thread::get_id() ? copy() : onFreshThread(copy);
 }
 
 void EglContext::lock() {
+  std::unique_lock turn(turn_, std::defer_lock);
+  if (owner_ != std::this_thread::get_id()) turn.lock();
   mutex_.lock();
   owner_ = std::this_thread::get_id();
   depth_ += 1;
@@ -77,10 +106,7 @@ void EglContext::unlock() {
   depth_ -= 1;
   if (depth_ == 0) {
     owner_ = std::thread::id();
-    if (const auto before = std::exchange(before_, std::nullopt); before && isCurrent()) {
-      before->binding.restore(display_->get());
-      currentContext = before->context;
-    }
+    releaseFromThread();
   }
   mutex_.unlock();
 }
@@ -89,24 +115,72 @@ bool EglContext::makeCurrent() {
   if (isCurrent()) return true;
   // Without the lock nobody would release it again.
   if (lost_ || depth_ == 0) return false;
+  const NoPipeSignal noSignal;
   const Before before{EglBinding::current(), currentContext};
   eglBindAPI(EGL_OPENGL_API);
-  const EGLSurface surface = surface_->eglSurface();
-  if (eglMakeCurrent(display_->get(), surface, surface, context_.get())) {
+  const EGLint error = bindToThread();
+  if (error == EGL_SUCCESS) {
     if (!before_) before_ = before;
     currentContext = this;
     refused_ = false;
     return true;
   }
-  const EGLint error = eglGetError();
   before.binding.restore(display_->get());
   reportRefusal(error);
   return false;
 }
 
+EGLint EglContext::bindToThread() {
+  if (window_) {
+    const EGLint error = bindToThread(window_->surface());
+    if (error == EGL_SUCCESS || isLoss(error)) return error;
+    const std::string loss = window_->loss();
+    if (loss.empty()) return error;
+    loseWindow(loss);
+  }
+  return bindToThread(EGL_NO_SURFACE);
+}
+
+EGLint EglContext::bindToThread(EGLSurface surface) {
+  const NoPipeSignal noSignal;
+  const bool isBound = eglMakeCurrent(display_->get(), surface, surface, context_.get());
+  return isBound ? EGL_SUCCESS : eglGetError();
+}
+
+void EglContext::releaseFromThread() {
+  const auto before = std::exchange(before_, std::nullopt);
+  if (!before || !isCurrent()) return;
+  const NoPipeSignal noSignal;
+  before->binding.restore(display_->get());
+  currentContext = before->context;
+}
+
+void EglContext::showInWindow() {
+  if (!window_) return;
+  std::string loss = window_->loss();
+  const EGLint error = loss.empty() ? window_->show(surface_, swapInterval_) : EGL_SUCCESS;
+  if (error != EGL_SUCCESS) loss = window_->loss();
+  if (!loss.empty()) return loseWindow(loss);
+  if (isLoss(error)) return reportRefusal(error);
+  const bool wasShown = !std::exchange(notShown_, error != EGL_SUCCESS);
+  if (notShown_ && wasShown && trouble_) trouble_("A window shows nothing new: " + eglErrorName(error));
+}
+
+void EglContext::leaveWindow() {
+  if (window_ && isCurrent() && bindToThread(EGL_NO_SURFACE) != EGL_SUCCESS) releaseFromThread();
+  window_.reset();
+}
+
+void EglContext::loseWindow(const std::string& loss) {
+  leaveWindow();
+  if (trouble_) trouble_("A window is not drawn in any more: " + loss);
+}
+
 void EglContext::reportRefusal(EGLint error) {
   const bool lost = isLoss(error);
   const bool isNews = lost ? !lost_.exchange(true) : !std::exchange(refused_, true);
+  // A window takes one surface, and whatever replaces this context wants to make its own.
+  if (lost) leaveWindow();
   if (!isNews || !trouble_) return;
   trouble_((lost ? "An OpenGL context is lost: " : "An OpenGL context is refused: ") + eglErrorName(error));
 }

@@ -5,23 +5,25 @@
 #include "platform/Synchronised.h"
 #include "platform/linux/egl/EglBinding.h"
 #include "platform/linux/egl/EglDisplay.h"
-#include "platform/linux/egl/Surface.h"
+#include "platform/linux/egl/EglWindow.h"
+#include "platform/linux/egl/OffscreenSurface.h"
 
 #include <atomic>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
 
 namespace QelUtilVideo {
 
 /// A context of EGL's with its surface and its lock. What a thread had current before comes back with
 /// the last unlock. A context that the driver has given up is lost for good; one that is refused because
-/// of the thread or for want of memory may be had later.
+/// of the thread or for want of memory may be had later. One whose window or X server is gone goes on
+/// without a window.
 class EglContext final : public NSOpenGLContext, public CGLContext {
  public:
-  EglContext(std::shared_ptr<const EglDisplay> display, EglContextHandle context,
-             std::unique_ptr<Surface> surface, TroubleHandler trouble);
+  EglContext(std::shared_ptr<const EglDisplay> display, EglContextHandle context, TroubleHandler trouble);
 
   /// Whether the calling thread may call OpenGL.
   [[nodiscard]] static bool isAnyCurrent();
@@ -30,12 +32,17 @@ class EglContext final : public NSOpenGLContext, public CGLContext {
   [[nodiscard]] CGLContextObj cglContextObj() override;
   bool makeCurrentContext() override;
   void flushBuffer() override;
+  void presentAgain() override;
+  bool setDrawable(const NativeWindow* window) override;
+  /// The same; `reason` says why it cannot draw there.
+  bool setDrawable(const NativeWindow* window, std::string& reason);
   void setValues(std::int32_t value, std::int32_t parameter) override;
   /// Sides that are not finite or below 1 count as 1.
   void setSurfaceSize(CGSize pixels) override;
   [[nodiscard]] CGImageRef copyPresentedImage() override;
 
   // CGLContext
+  /// Threads that wait go first: none waits longer for it than for one that had it when it came.
   void lock() override;
   void unlock() override;
 
@@ -46,7 +53,17 @@ class EglContext final : public NSOpenGLContext, public CGLContext {
     const EglContext* context = nullptr;
   };
 
+  /// On a thread that has the lock.
   [[nodiscard]] bool makeCurrent();
+  /// Makes it current in its window, or nowhere when that is gone.
+  [[nodiscard]] EGLint bindToThread();
+  [[nodiscard]] EGLint bindToThread(EGLSurface surface);
+  /// Gives the thread back what it had before.
+  void releaseFromThread();
+  void showInWindow();
+  /// Where it is current, it stays so without the window.
+  void leaveWindow();
+  void loseWindow(const std::string& loss);
   void reportRefusal(EGLint error);
   [[nodiscard]] bool isCurrent() const;
 
@@ -54,13 +71,17 @@ class EglContext final : public NSOpenGLContext, public CGLContext {
   const EglContextHandle context_;
   const TroubleHandler trouble_;
   std::atomic<bool> lost_ = false;
-  bool refused_ = false;  ///< the last attempt to make it current failed
-  Synchronised<Surface::Size> size_;
+  Synchronised<OffscreenSurface::Size> size_;
 
+  std::mutex turn_;  ///< held while waiting for the other, which does not know who came first
   std::recursive_mutex mutex_;
   std::atomic<std::thread::id> owner_;
   int depth_ = 0;
-  std::unique_ptr<Surface> surface_;
+  OffscreenSurface surface_;
+  std::unique_ptr<EglWindow> window_;  ///< null off screen
+  int swapInterval_ = 1;
+  bool refused_ = false;   ///< the last attempt to make it current failed
+  bool notShown_ = false;  ///< the last attempt to show a picture in the window failed
   std::optional<Before> before_;
 };
 

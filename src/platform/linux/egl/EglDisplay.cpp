@@ -1,13 +1,16 @@
 #include "platform/linux/egl/EglDisplay.h"
 
+#include "platform/linux/core/NoPipeSignal.h"
+#include "platform/linux/egl/DriverFacts.h"
 #include "platform/linux/egl/EglBinding.h"
 #include "platform/linux/egl/FreshThread.h"
+#include "platform/linux/egl/PrivateConnection.h"
 
 #include <dlfcn.h>
 #include <epoxy/gl.h>
 
+#include <algorithm>
 #include <array>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -15,27 +18,23 @@ namespace QelUtilVideo {
 
 namespace {
 
+// Of EGL_EXT_platform_xcb, which libepoxy 1.5 does not know.
+constexpr EGLenum kPlatformXcb = 0x31DC;
+constexpr EGLint kPlatformXcbScreen = 0x31DE;
+
+constexpr const char* kNeedsSurface = "no contexts without a surface";
+
 /// A display that may turn out to work.
 struct Candidate {
   std::string name;
   EGLDisplay display = EGL_NO_DISPLAY;
 };
 
-bool hasExtension(const char* list, std::string_view name) {
-  std::string_view rest = list ? list : "";
-  while (!rest.empty()) {
-    const std::size_t end = rest.find(' ');
-    if (rest.substr(0, end) == name) return true;
-    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-  }
-  return false;
-}
-
 /// The graphics processors; a driver's software device, which is the surfaceless display again, is none.
 std::vector<EGLDeviceEXT> devices(const char* extensions) {
-  if (!hasExtension(extensions, "EGL_EXT_platform_device") ||
-      !hasExtension(extensions, "EGL_EXT_device_enumeration") ||
-      !hasExtension(extensions, "EGL_EXT_device_query")) {
+  if (!listsExtension(extensions, "EGL_EXT_platform_device") ||
+      !listsExtension(extensions, "EGL_EXT_device_enumeration") ||
+      !listsExtension(extensions, "EGL_EXT_device_query")) {
     return {};
   }
   EGLint count = 0;
@@ -44,7 +43,7 @@ std::vector<EGLDeviceEXT> devices(const char* extensions) {
   if (!eglQueryDevicesEXT(count, devices.data(), &count)) return {};
   devices.resize(static_cast<std::size_t>(count));
   std::erase_if(devices, [](EGLDeviceEXT device) {
-    return hasExtension(eglQueryDeviceStringEXT(device, EGL_EXTENSIONS), "EGL_MESA_device_software");
+    return listsExtension(eglQueryDeviceStringEXT(device, EGL_EXTENSIONS), "EGL_MESA_device_software");
   });
   return devices;
 }
@@ -52,9 +51,9 @@ std::vector<EGLDeviceEXT> devices(const char* extensions) {
 /// The displays that need no window system.
 std::vector<Candidate> candidates() {
   const char* extensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
-  if (!hasExtension(extensions, "EGL_EXT_platform_base")) return {};
+  if (!listsExtension(extensions, "EGL_EXT_platform_base")) return {};
   std::vector<Candidate> candidates;
-  if (hasExtension(extensions, "EGL_MESA_platform_surfaceless")) {
+  if (listsExtension(extensions, "EGL_MESA_platform_surfaceless")) {
     candidates.push_back({"surfaceless", eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA,
                                                                   EGL_DEFAULT_DISPLAY, nullptr)});
   }
@@ -76,12 +75,30 @@ EGLConfig chooseConfig(EGLDisplay display) {
   return found ? config : nullptr;
 }
 
-/// Whether this renderer is the processor, which nobody wants who has a choice.
-bool isSoftware(const std::string& renderer) {
-  for (const char* software : {"llvmpipe", "softpipe", "swrast", "SWR", "Software"}) {
-    if (renderer.find(software) != std::string::npos) return true;
-  }
-  return false;
+EGLint attributeOf(EGLDisplay display, EGLConfig config, EGLint attribute) {
+  EGLint value = 0;
+  eglGetConfigAttrib(display, config, attribute, &value);
+  return value;
+}
+
+/// A configuration for windows of this visual, with an alpha channel where there is one; else one for
+/// windows of this depth, which some visuals have to be content with. Null when there is none.
+EGLConfig chooseWindowConfig(EGLDisplay display, std::uint32_t visual, int depth) {
+  constexpr std::array attributes{EGL_SURFACE_TYPE, EGL_WINDOW_BIT, EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT,
+                                  EGL_NONE};
+  EGLint count = 0;
+  if (!eglChooseConfig(display, attributes.data(), nullptr, 0, &count)) return nullptr;
+  std::vector<EGLConfig> configs(static_cast<std::size_t>(count));
+  if (!eglChooseConfig(display, attributes.data(), configs.data(), count, &count)) return nullptr;
+  const auto fitness = [&](EGLConfig config) {
+    const bool isOfVisual =
+        static_cast<std::uint32_t>(attributeOf(display, config, EGL_NATIVE_VISUAL_ID)) == visual;
+    if (isOfVisual) return attributeOf(display, config, EGL_ALPHA_SIZE) == 8 ? 3 : 2;
+    return attributeOf(display, config, EGL_BUFFER_SIZE) == depth ? 1 : 0;
+  };
+  // The first of the fittest: EGL lists those with the fewest extras first.
+  const auto best = std::ranges::max_element(configs, {}, fitness);
+  return best != configs.end() && fitness(*best) > 0 ? *best : nullptr;
 }
 
 /// A display that draws, or what keeps it from drawing.
@@ -98,8 +115,8 @@ Attempt tryOpen(EGLDisplay display) {
   if (display == EGL_NO_DISPLAY || !eglInitialize(display, nullptr, nullptr)) {
     return refused(eglErrorName(eglGetError()));
   }
-  if (!hasExtension(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context")) {
-    return refused("no contexts without a surface");
+  if (!listsExtension(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context")) {
+    return refused(kNeedsSurface);
   }
   const EGLConfig config = chooseConfig(display);
   if (!config) return refused("no configuration for OpenGL");
@@ -113,7 +130,7 @@ Attempt tryOpen(EGLDisplay display) {
     return refused("a context cannot be used: " + eglErrorName(eglGetError()));
   }
   const auto* renderer = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
-  const bool software = isSoftware(renderer ? renderer : "");
+  const bool software = isSoftwareRenderer(renderer ? renderer : "");
   before.restore(display);
   return {std::move(opened), software, {}};
 }
@@ -142,6 +159,35 @@ bool hasOpenGLFunctions() {
          dlopen("libGL.so.1", RTLD_LAZY | RTLD_NODELETE);
 }
 
+/// Whether EGL and OpenGL can be called at all. The function loader ends the process when it is asked for
+/// anything of a library that is not there.
+bool hasLibraries(std::string& reasons) {
+  if (!epoxy_has_egl()) {
+    reasons = "libEGL is not installed";
+    return false;
+  }
+  if (!hasOpenGLFunctions()) {
+    reasons = "neither libOpenGL nor libGL is installed";
+    return false;
+  }
+  return true;
+}
+
+/// EGL's display for the connection, ready for use.
+EGLDisplay initialise(const PrivateConnection& connection, std::string& reasons) {
+  const char* extensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
+  if (!listsExtension(extensions, "EGL_EXT_platform_base") ||
+      !listsExtension(extensions, "EGL_EXT_platform_xcb")) {
+    reasons = "EGL_EXT_platform_xcb is missing";
+    return EGL_NO_DISPLAY;
+  }
+  const std::array attributes{kPlatformXcbScreen, connection.screen(), EGL_NONE};
+  EGLDisplay display = eglGetPlatformDisplayEXT(kPlatformXcb, connection.get(), attributes.data());
+  if (display != EGL_NO_DISPLAY && eglInitialize(display, nullptr, nullptr)) return display;
+  reasons = eglErrorName(eglGetError());
+  return EGL_NO_DISPLAY;
+}
+
 }  // namespace
 
 EglContextHandle::EglContextHandle(EglContextHandle&& other) noexcept
@@ -154,20 +200,62 @@ EglContextHandle& EglContextHandle::operator=(EglContextHandle&& other) noexcept
 }
 
 EglContextHandle::~EglContextHandle() {
-  if (context_ != EGL_NO_CONTEXT) eglDestroyContext(display_, context_);
+  if (context_ == EGL_NO_CONTEXT) return;
+  const NoPipeSignal noSignal;
+  eglDestroyContext(display_, context_);
 }
 
 std::shared_ptr<const EglDisplay> EglDisplay::open(std::string& reasons) {
-  // The function loader ends the process when it is asked for anything of a library that is not there.
-  if (!epoxy_has_egl()) {
-    reasons = "libEGL is not installed";
-    return nullptr;
-  }
-  if (!hasOpenGLFunctions()) {
-    reasons = "neither libOpenGL nor libGL is installed";
-    return nullptr;
-  }
+  if (!hasLibraries(reasons)) return nullptr;
   return onFreshThread([&] { return openBest(reasons); });
+}
+
+std::shared_ptr<const EglDisplay> EglDisplay::open(const NativeWindow& window, std::string& reasons) {
+  if (!hasLibraries(reasons)) return nullptr;
+  const NoPipeSignal noSignal;
+  auto connection = PrivateConnection::open(window.display);
+  if (!connection) {
+    reasons = "no connection to the X server";
+    return nullptr;
+  }
+  EGLDisplay display = initialise(*connection, reasons);
+  if (display == EGL_NO_DISPLAY) return nullptr;
+  EGLConfig config = chooseWindowConfig(display, window.visual, connection->depthOf(window.visual));
+  // From here on it is terminated whatever happens.
+  std::shared_ptr<const EglDisplay> opened(new EglDisplay(display, config, std::move(connection), window));
+  if (!listsExtension(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context")) {
+    reasons = kNeedsSurface;
+    return nullptr;
+  }
+  if (config) return opened;
+  reasons = "no configuration for windows of this visual";
+  return nullptr;
+}
+
+EglDisplay::EglDisplay(EGLDisplay display, EGLConfig config) : display_(display), config_(config) {}
+
+EglDisplay::EglDisplay(EGLDisplay display, EGLConfig config, std::unique_ptr<PrivateConnection> connection,
+                       const NativeWindow& window)
+    : display_(display),
+      config_(config),
+      connection_(std::move(connection)),
+      server_(window.display),
+      visual_(window.visual) {}
+
+EglDisplay::~EglDisplay() {
+  if (!connection_) return;
+  const NoPipeSignal noSignal;
+  // Before the connection, whose address may come again and would then stand for a display that is known.
+  eglTerminate(display_);
+}
+
+bool EglDisplay::reaches(const NativeWindow& window) const {
+  return connection_ && connection_->isAlive() && window.display == server_ && window.visual == visual_;
+}
+
+std::string EglDisplay::lossOf(const NativeWindow& window) const {
+  if (connection_->hasWindow(window.window)) return {};
+  return connection_->isAlive() ? "it was destroyed" : "its X server is gone";
 }
 
 EglContextHandle EglDisplay::makeContext(EGLint& error) const {
@@ -178,6 +266,7 @@ EglContextHandle EglDisplay::makeContext(EGLint& error) const {
                                   EGL_CONTEXT_OPENGL_PROFILE_MASK_KHR,
                                   EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT_KHR,
                                   EGL_NONE};
+  const NoPipeSignal noSignal;
   const EGLenum apiBefore = eglQueryAPI();
   eglBindAPI(EGL_OPENGL_API);
   EglContextHandle context(display_, eglCreateContext(display_, config_, EGL_NO_CONTEXT, attributes.data()));

@@ -5,7 +5,6 @@
 #include "platform/linux/egl/EglDisplay.h"
 #include "platform/linux/egl/EpoxyFunctions.h"
 #include "platform/linux/egl/LayerDriver.h"
-#include "platform/linux/egl/OffscreenSurface.h"
 
 #include <string>
 #include <utility>
@@ -17,21 +16,26 @@ EglOpenGL::EglOpenGL(TroubleHandler trouble)
 
 EglOpenGL::~EglOpenGL() = default;
 
-std::shared_ptr<NSOpenGLContext> EglOpenGL::makeContext(const NSOpenGLPixelFormat&) {
-  auto driver = display();
+std::shared_ptr<NSOpenGLContext> EglOpenGL::makeContext(const NSOpenGLPixelFormat&,
+                                                        const NativeWindow* window) {
+  auto driver = window ? displayFor(*window) : display();
   if (!driver) return nullptr;
   EGLint error = EGL_SUCCESS;
-  EglContextHandle context = driver->makeContext(error);
-  if (!context) {
+  EglContextHandle handle = driver->makeContext(error);
+  if (!handle) {
     if (trouble_) trouble_("No OpenGL context: " + eglErrorName(error));
     return nullptr;
   }
-  return std::make_shared<EglContext>(std::move(driver), std::move(context),
-                                      std::make_unique<OffscreenSurface>(trouble_), trouble_);
+  auto context = std::make_shared<EglContext>(std::move(driver), std::move(handle), trouble_);
+  std::string reason;
+  if (context->setDrawable(window, reason)) return context;
+  if (trouble_) trouble_("A window cannot be drawn in: " + reason);
+  return nullptr;
 }
 
-std::unique_ptr<OpenGLLayerDriver> EglOpenGL::makeLayerDriver(std::weak_ptr<NSOpenGLLayer> layer) {
-  return LayerDriver::make(std::move(layer), trouble_);
+std::unique_ptr<OpenGLLayerDriver> EglOpenGL::makeLayerDriver(std::weak_ptr<NSOpenGLLayer> layer,
+                                                              double refreshRate) {
+  return LayerDriver::make(std::move(layer), refreshRate, trouble_);
 }
 
 std::shared_ptr<const EglDisplay> EglOpenGL::display() {
@@ -43,6 +47,13 @@ std::shared_ptr<const EglDisplay> EglOpenGL::display() {
   }
   if (trouble_) trouble_("No OpenGL driver (" + reasons + ")");
   return nullptr;
+}
+
+std::shared_ptr<const EglDisplay> EglOpenGL::displayFor(const NativeWindow& window) const {
+  std::string reasons;
+  auto driver = EglDisplay::open(window, reasons);
+  if (!driver && trouble_) trouble_("No OpenGL driver for a window (" + reasons + ")");
+  return driver;
 }
 
 }  // namespace QelUtilVideo

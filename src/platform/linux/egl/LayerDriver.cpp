@@ -6,7 +6,9 @@
 #include <epoxy/egl.h>
 #include <pthread.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
@@ -21,7 +23,6 @@ namespace {
 /// `CLOCK_MONOTONIC`, as the media clock.
 using Clock = std::chrono::steady_clock;
 
-constexpr Clock::duration refreshPeriod = std::chrono::nanoseconds(1'000'000'000 / 60);
 constexpr std::chrono::seconds patienceAtExit{1};
 
 /// Lets drawing end before the process does: libraries that draw are taken apart at exit, and threads
@@ -72,6 +73,13 @@ class ExitGate {
 
 thread_local bool ExitGate::isInside_ = false;
 
+Clock::duration periodOf(double refreshRate) {
+  constexpr double usual = 60, slowest = 1, fastest = 1000;
+  const bool isKnown = std::isfinite(refreshRate) && refreshRate > 0;
+  const double rate = isKnown ? std::clamp(refreshRate, slowest, fastest) : usual;
+  return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / rate));
+}
+
 double mediaTime(Clock::time_point time) {
   return std::chrono::duration<double>(time.time_since_epoch()).count();
 }
@@ -81,26 +89,29 @@ double mediaTime(Clock::time_point time) {
 /// What the thread and the driver share; the thread may outlive the driver and the layer.
 class LayerDriver::Loop {
  public:
-  Loop(std::weak_ptr<NSOpenGLLayer> layer, TroubleHandler trouble)
-      : layer_(std::move(layer)), trouble_(std::move(trouble)) {}
+  Loop(std::weak_ptr<NSOpenGLLayer> layer, double refreshRate, TroubleHandler trouble)
+      : layer_(std::move(layer)), trouble_(std::move(trouble)), period_(periodOf(refreshRate)) {}
 
   void run() {
-    auto deadline = Clock::now();
-    while (waitUntil(deadline)) {
-      const double displayTime = mediaTime(deadline + refreshPeriod);
+    auto due = Clock::now();
+    bool goesOn = !isStopped();
+    while (goesOn) {
+      const double displayTime = mediaTime(due + period());
       // A refresh that throws says nothing about the layer, and the next may fare better.
-      bool goesOn = true;
       const bool open = ExitGate::instance().pass(
           [&] { callSafely(trouble_, "A layer's refresh", [&] { goesOn = refresh(displayTime); }); });
       if (!open) stayUntilTheProcessEnds();
-      if (!goesOn) break;
-      deadline += refreshPeriod;
-      const auto late = Clock::now() - deadline;
-      if (late > Clock::duration::zero()) deadline += late / refreshPeriod * refreshPeriod + refreshPeriod;
+      goesOn = goesOn && waitForNext(due);
     }
     // What EGL keeps for this thread goes now, while the gate is open, and not whenever the thread ends: that
     // may be in the middle of the process's exit, when EGL is being taken apart.
     if (!ExitGate::instance().pass([] { eglReleaseThread(); })) stayUntilTheProcessEnds();
+  }
+
+  void setRefreshRate(double perSecond) {
+    const std::lock_guard lock(mutex_);
+    period_ = periodOf(perSecond);
+    wake_.notify_all();
   }
 
   void stop() {
@@ -114,10 +125,28 @@ class LayerDriver::Loop {
     for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
   }
 
-  /// False: stopped.
-  bool waitUntil(Clock::time_point deadline) {
+  bool isStopped() {
+    const std::lock_guard lock(mutex_);
+    return stopped_;
+  }
+
+  Clock::duration period() {
+    const std::lock_guard lock(mutex_);
+    return period_;
+  }
+
+  /// Waits for the refresh after `due`, less those that are past already, and says in `due` when it is; a
+  /// change of the rate counts at once. False: stopped.
+  bool waitForNext(Clock::time_point& due) {
     std::unique_lock lock(mutex_);
-    return !wake_.wait_until(lock, deadline, [&] { return stopped_; });
+    while (!stopped_) {
+      const Clock::duration period = period_;
+      const Clock::time_point next = due + ((Clock::now() - due) / period + 1) * period;
+      if (wake_.wait_until(lock, next, [&] { return stopped_ || period_ != period; })) continue;
+      due = next;
+      return true;
+    }
+    return false;
   }
 
   /// False: the layer is gone. It may go in here, and with it the driver.
@@ -131,13 +160,14 @@ class LayerDriver::Loop {
   const TroubleHandler trouble_;
   std::mutex mutex_;
   std::condition_variable wake_;
+  Clock::duration period_;
   bool stopped_ = false;
 };
 
-std::unique_ptr<LayerDriver> LayerDriver::make(std::weak_ptr<NSOpenGLLayer> layer,
+std::unique_ptr<LayerDriver> LayerDriver::make(std::weak_ptr<NSOpenGLLayer> layer, double refreshRate,
                                                const TroubleHandler& trouble) {
   ExitGate::instance();
-  auto loop = std::make_shared<Loop>(std::move(layer), trouble);
+  auto loop = std::make_shared<Loop>(std::move(layer), refreshRate, trouble);
   try {
     const SignalsBlocked blocked;
     std::thread thread([loop] {
@@ -155,5 +185,7 @@ std::unique_ptr<LayerDriver> LayerDriver::make(std::weak_ptr<NSOpenGLLayer> laye
 LayerDriver::LayerDriver(std::shared_ptr<Loop> loop) : loop_(std::move(loop)) {}
 
 LayerDriver::~LayerDriver() { loop_->stop(); }
+
+void LayerDriver::setRefreshRate(double perSecond) { loop_->setRefreshRate(perSecond); }
 
 }  // namespace QelUtilVideo

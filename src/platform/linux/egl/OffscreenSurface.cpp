@@ -35,6 +35,33 @@ class FramebufferBinding {
   GLuint before_;
 };
 
+/// Lets clears and blits of the first colour buffer reach every pixel and component as they are while it
+/// lives.
+class PlainPainting {
+ public:
+  PlainPainting() {
+    glGetBooleani_v(GL_COLOR_WRITEMASK, 0, mask_.data());
+    glColorMaski(0, GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+    for (std::size_t index = 0; index < effects.size(); ++index) {
+      enabled_[index] = glIsEnabled(effects[index]) == GL_TRUE;
+      if (enabled_[index]) glDisable(effects[index]);
+    }
+  }
+  PlainPainting(const PlainPainting&) = delete;
+  PlainPainting& operator=(const PlainPainting&) = delete;
+  ~PlainPainting() {
+    for (std::size_t index = 0; index < effects.size(); ++index) {
+      if (enabled_[index]) glEnable(effects[index]);
+    }
+    glColorMaski(0, mask_[0], mask_[1], mask_[2], mask_[3]);
+  }
+
+ private:
+  static constexpr std::array<GLenum, 3> effects{GL_SCISSOR_TEST, GL_FRAMEBUFFER_SRGB, GL_RASTERIZER_DISCARD};
+  std::array<GLboolean, 4> mask_{};
+  std::array<bool, effects.size()> enabled_{};
+};
+
 /// Makes `glReadPixels` write packed rows into memory while it lives.
 class PlainPacking {
  public:
@@ -116,7 +143,25 @@ void OffscreenSurface::present() {
   glFlush();
 }
 
-CGImageRef OffscreenSurface::copyPresented() {
+void OffscreenSurface::paintPresented(Size size) const {
+  const FramebufferBinding drawing(GL_DRAW_FRAMEBUFFER, GL_DRAW_FRAMEBUFFER_BINDING, 0);
+  if (glCheckFramebufferStatus(GL_DRAW_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) return;
+  // A context that was first current without a window draws in no buffer of one by default.
+  glDrawBuffer(GL_BACK);
+  const PlainPainting plain;
+  if (!presented_) {
+    constexpr std::array<GLfloat, 4> black{0, 0, 0, 1};
+    glClearBufferfv(GL_COLOR, 0, black.data());
+    return;
+  }
+  const FramebufferBinding reading(GL_READ_FRAMEBUFFER, GL_READ_FRAMEBUFFER_BINDING, readFramebuffer_);
+  glFramebufferRenderbuffer(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, front_.renderbuffer);
+  const GLenum filter = size == front_.size ? GL_NEAREST : GL_LINEAR;
+  glBlitFramebuffer(0, 0, front_.size.width, front_.size.height, 0, 0, size.width, size.height,
+                    GL_COLOR_BUFFER_BIT, filter);
+}
+
+CGImageRef OffscreenSurface::copyPresented() const {
   if (!presented_) return nullptr;
   CGImageLayout layout;
   layout.width = static_cast<std::size_t>(front_.size.width);

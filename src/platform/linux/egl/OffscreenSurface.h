@@ -1,27 +1,40 @@
 #pragma once
 
 #include "platform/CallSafely.h"
-#include "platform/linux/egl/Surface.h"
+
+#include <QelUtilVideo/platform/CGImage.h>
 
 #include <cstdint>
 #include <utility>
 
 namespace QelUtilVideo {
 
-/// A surface that shows nowhere: two colour buffers take turns at being drawn to and being the picture
-/// presented last. They live in the context and go with it.
-class OffscreenSurface final : public Surface {
+/// What one context draws on: two colour buffers take turns at being drawn to and being the picture
+/// presented last. They live in the context and go with it. All members are called with the context
+/// current, under its lock. The destructor is not, and makes no OpenGL call.
+class OffscreenSurface {
  public:
+  struct Size {
+    int width = 1;
+    int height = 1;
+    friend bool operator==(const Size&, const Size&) = default;
+  };
+
   /// `trouble` is told once when there is no memory for a buffer; what is drawn then is lost.
   explicit OffscreenSurface(TroubleHandler trouble) : trouble_(std::move(trouble)) {}
 
-  [[nodiscard]] EGLSurface eglSurface() const override { return EGL_NO_SURFACE; }
-  /// Sides are kept from 1 to the largest that the driver can.
-  void bind(Size size) override;
-  void present() override;
-  [[nodiscard]] CGImageRef copyPresented() override;
-  /// Nothing is waited for: the layer's own clock paces it.
-  void setSwapInterval(int) override {}
+  /// Makes the surface the framebuffer that is drawn to, at this size; sides are kept from 1 to the largest
+  /// that the driver can. Other state stays as it is.
+  void bind(Size size);
+  /// Makes what was drawn the picture presented last.
+  void present();
+  /// Paints that picture over the whole of the default framebuffer, which has this size; black before the
+  /// first presentation; nothing where there is no default framebuffer. Leaves all state of the client as it
+  /// is.
+  void paintPresented(Size size) const;
+  /// That picture, first row at the top, colours not multiplied by alpha; null before the first
+  /// presentation. Leaves all state as it is.
+  [[nodiscard]] CGImageRef copyPresented() const;
 
  private:
   struct Buffer {

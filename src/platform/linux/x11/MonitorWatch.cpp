@@ -60,20 +60,14 @@ MonitorWatch::MonitorWatch(std::shared_ptr<X11Connection> connection, EventLoop&
 void MonitorWatch::begin() {
   connection_->addSink(weak_from_this());
   // Asked for first, so that no change falls between the list and the watch.
-  watchMonitors(*connection_);
+  selection_ = watchMonitors(connection_);
   (void)current();
   (void)takeUnreported();
-  loop_.watch(connection_->fileDescriptor(), [weak = weak_from_this()] {
-    if (const auto watch = weak.lock()) watch->serveConnection();
-  });
 }
 
 void MonitorWatch::stop() {
-  {
-    const std::lock_guard lock(mutex_);
-    isStopped_ = true;
-  }
-  loop_.unwatch(connection_->fileDescriptor());
+  const std::lock_guard lock(mutex_);
+  isStopped_ = true;
 }
 
 std::shared_ptr<const MonitorWatch::Arrangement> MonitorWatch::current() {
@@ -108,12 +102,6 @@ void MonitorWatch::handleLoss() {
   }
   if (trouble_) trouble_("The connection to the X server is lost");
   noteChange();
-}
-
-void MonitorWatch::serveConnection() {
-  { const X11Connection::Use events(*connection_); }
-  // A lost connection stays readable for ever.
-  if (!connection_->isAlive()) loop_.unwatch(connection_->fileDescriptor());
 }
 
 void MonitorWatch::noteChange() {

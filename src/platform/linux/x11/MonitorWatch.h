@@ -29,7 +29,7 @@ class MonitorWatch : public X11EventSink, public std::enable_shared_from_this<Mo
   };
 
   /// `changed` is called on the main thread, once for a burst of changes; the loss of the server is a
-  /// change to no monitors.
+  /// change to no monitors. Somebody else has to hand out the connection's events.
   static std::shared_ptr<MonitorWatch> make(std::shared_ptr<X11Connection> connection, EventLoop& loop,
                                             std::function<void()> changed, TroubleHandler trouble);
   /// No call of `changed` begins after this, except one that is on its way. Before the loop goes.
@@ -50,7 +50,6 @@ class MonitorWatch : public X11EventSink, public std::enable_shared_from_this<Mo
   using Time = std::chrono::steady_clock::time_point;
 
   void begin();
-  void serveConnection();
   void noteChange();
   void settle();
   /// Whether anybody was handed an arrangement other than the reported one; reports the last one.
@@ -63,6 +62,7 @@ class MonitorWatch : public X11EventSink, public std::enable_shared_from_this<Mo
   EventLoop& loop_;
   const std::function<void()> changed_;
   const TroubleHandler trouble_;
+  EventSelection selection_;
 
   std::mutex mutex_;
   std::uint64_t generation_ = 1;  ///< grows with every change

@@ -129,23 +129,25 @@ std::vector<Monitor> listMonitors(X11Connection& connection) {
   return connection.isAlive() ? monitors : std::vector<Monitor>{};
 }
 
-void watchMonitors(X11Connection& connection) {
-  const Use use(connection);
+EventSelection watchMonitors(const std::shared_ptr<X11Connection>& connection) {
+  const Use use(*connection);
   // Monitors that are defined by name show only as a change of the root window.
-  const std::uint32_t rootEvents = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-  xcb_change_window_attributes(use, connection.root(), XCB_CW_EVENT_MASK, &rootEvents);
-  if (connection.hasMonitors()) {
-    xcb_randr_select_input(use, connection.root(),
+  EventSelection rootEvents(connection, connection->root(), XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+  if (connection->hasMonitors()) {
+    xcb_randr_select_input(use, connection->root(),
                            XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
                                XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE | XCB_RANDR_NOTIFY_MASK_OUTPUT_PROPERTY);
-    probeUnknownOutputs(connection, use);
+    probeUnknownOutputs(*connection, use);
   }
   xcb_flush(use);
+  return rootEvents;
 }
 
 bool concernsMonitors(const X11Connection& connection, const xcb_generic_event_t& event) {
-  const std::uint8_t type = event.response_type & 0x7F;
-  if (type == XCB_CONFIGURE_NOTIFY) return true;
+  const std::uint8_t type = event.response_type & kEventTypeMask;
+  if (type == XCB_CONFIGURE_NOTIFY) {
+    return reinterpret_cast<const xcb_configure_notify_event_t&>(event).window == connection.root();
+  }
   return connection.hasMonitors() && (type == connection.firstRandREvent() + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
                                       type == connection.firstRandREvent() + XCB_RANDR_NOTIFY);
 }

@@ -1,11 +1,13 @@
 #pragma once
 
 #include "platform/linux/x11/Edid.h"
+#include "platform/linux/x11/EventSelection.h"
 #include "platform/linux/x11/X11Connection.h"
 
 #include <QelUtilVideo/platform/CGGeometry.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,8 +34,8 @@ struct Monitor {
 [[nodiscard]] std::vector<Monitor> listMonitors(X11Connection& connection);
 
 /// Asks the server to report every change of what `listMonitors` answers, and to look for outputs where
-/// it knows none yet. Once for a connection, before the first list.
-void watchMonitors(X11Connection& connection);
+/// it knows none yet. Once for a connection, before the first list; as long as the answer lives.
+[[nodiscard]] EventSelection watchMonitors(const std::shared_ptr<X11Connection>& connection);
 
 /// Whether the event says that monitors may have changed.
 [[nodiscard]] bool concernsMonitors(const X11Connection& connection, const xcb_generic_event_t& event);

@@ -31,8 +31,8 @@ bool isPresent(xcb_connection_t* connection, xcb_extension_t& extension) {
 
 std::shared_ptr<X11Connection> X11Connection::open(const char* name) {
   struct Opened : X11Connection {
-    Opened(Connection connection, const xcb_screen_t* screen)
-        : X11Connection(std::move(connection), screen) {}
+    Opened(std::string displayName, Connection connection, const xcb_screen_t* screen)
+        : X11Connection(std::move(displayName), std::move(connection), screen) {}
   };
   const NoPipeSignal noSignal;
   int number = 0;
@@ -41,11 +41,13 @@ std::shared_ptr<X11Connection> X11Connection::open(const char* name) {
   if (xcb_connection_has_error(connection.get())) return nullptr;
   const xcb_screen_t* screen = screenNumber(*xcb_get_setup(connection.get()), number);
   if (!screen) return nullptr;
-  return std::make_shared<Opened>(std::move(connection), screen);
+  // Now: the environment may name another one by the time somebody asks.
+  const char* opened = name ? name : std::getenv("DISPLAY");
+  return std::make_shared<Opened>(opened ? opened : "", std::move(connection), screen);
 }
 
-X11Connection::X11Connection(Connection connection, const xcb_screen_t* screen)
-    : connection_(std::move(connection)), screen_(screen) {
+X11Connection::X11Connection(std::string displayName, Connection connection, const xcb_screen_t* screen)
+    : displayName_(std::move(displayName)), connection_(std::move(connection)), screen_(screen) {
   queryExtensions();
 }
 
@@ -105,11 +107,26 @@ void X11Connection::addSink(std::weak_ptr<X11EventSink> sink) {
 }
 
 void X11Connection::handOutEvents() {
-  while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
+  {
+    const std::lock_guard lock(mutex_);
+    // Whoever is at it takes these too.
+    if (std::exchange(isHandingOut_, true)) return;
+  }
+  while (const auto event = takeEvent()) {
+    // What nobody waited for may fail.
+    constexpr std::uint8_t kError = 0;
+    if (event->response_type == kError) continue;
     for (const auto& sink : sinks()) sink->handleEvent(*event);
   }
   if (isAlive()) return;
   for (const auto& sink : sinks()) sink->handleLoss();
+}
+
+XcbReply<xcb_generic_event_t> X11Connection::takeEvent() {
+  const std::lock_guard lock(mutex_);
+  XcbReply<xcb_generic_event_t> event(xcb_poll_for_event(connection_.get()));
+  isHandingOut_ = event != nullptr;
+  return event;
 }
 
 std::vector<std::shared_ptr<X11EventSink>> X11Connection::sinks() {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -20,6 +21,9 @@ struct FreeReply {
 };
 template <class T>
 using XcbReply = std::unique_ptr<T, FreeReply>;
+
+/// Without the bit that marks events which another client sent.
+constexpr std::uint8_t kEventTypeMask = 0x7F;
 
 /// What an X connection tells those that watch it. Called on whichever thread has just used the
 /// connection, without a lock held: it must be quick and must not use the connection.
@@ -84,6 +88,8 @@ class X11Connection {
     std::unique_lock<std::recursive_mutex> turn_;
   };
 
+  /// The server, as `DISPLAY` would name it.
+  [[nodiscard]] const std::string& displayName() const { return displayName_; }
   [[nodiscard]] bool isAlive() const { return xcb_connection_has_error(connection_.get()) == 0; }
   [[nodiscard]] int fileDescriptor() const { return xcb_get_file_descriptor(connection_.get()); }
   [[nodiscard]] const xcb_setup_t& setup() const { return *xcb_get_setup(connection_.get()); }
@@ -107,7 +113,10 @@ class X11Connection {
   /// The name of the property in which outputs keep their EDID.
   [[nodiscard]] xcb_atom_t edidAtom() const { return edidAtom_; }
 
-  /// Tells the sink about events and the loss of the connection from now on, as long as it lives.
+  /// What `EventSelection` keeps: a mask for each that wants events of a window.
+  [[nodiscard]] std::multimap<xcb_window_t, std::uint32_t>& eventMasks(const Use&) { return eventMasks_; }
+  /// Tells the sink about events, in their order, and the loss of the connection from now on, as long as it
+  /// lives.
   void addSink(std::weak_ptr<X11EventSink> sink);
 
  private:
@@ -116,14 +125,18 @@ class X11Connection {
   };
   using Connection = std::unique_ptr<xcb_connection_t, Disconnect>;
 
-  X11Connection(Connection connection, const xcb_screen_t* screen);
+  X11Connection(std::string displayName, Connection connection, const xcb_screen_t* screen);
   void queryExtensions();
   void handOutEvents();
+  /// The next event to hand out; null when this was the last.
+  [[nodiscard]] XcbReply<xcb_generic_event_t> takeEvent();
   [[nodiscard]] std::vector<std::shared_ptr<X11EventSink>> sinks();
 
   std::recursive_mutex useMutex_;
   int uses_ = 0;  ///< one inside the other, of the thread whose turn it is
+  std::multimap<xcb_window_t, std::uint32_t> eventMasks_;
 
+  const std::string displayName_;
   Connection connection_;
   const xcb_screen_t* screen_;
   bool hasMonitors_ = false;
@@ -137,6 +150,7 @@ class X11Connection {
 
   std::mutex mutex_;
   std::vector<std::weak_ptr<X11EventSink>> sinks_;
+  bool isHandingOut_ = false;
 };
 
 }  // namespace QelUtilVideo

@@ -1,6 +1,8 @@
 #include "platform/linux/core/LinuxBundle.h"
+#include "platform/linux/core/LinuxDiagnostics.h"
 #include "platform/linux/core/LinuxSystemLog.h"
 #include "platform/linux/core/LinuxUserDefaults.h"
+#include "platform/linux/core/SystemExamination.h"
 #include "platform/linux/core/UniqueFD.h"
 
 #include "support/TemporaryFolder.h"
@@ -16,6 +18,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <future>
+#include <stdexcept>
 
 namespace QelUtilVideo {
 namespace {
@@ -70,6 +74,20 @@ TEST_F(LinuxUserDefaultsTest, malformedSettingsCountAsAbsent) {
   EXPECT_FALSE(value());
   store(R"({"QelTestKey": "yes"})");
   EXPECT_TRUE(value());
+}
+
+TEST_F(LinuxUserDefaultsTest, anExaminationTellsWhetherTheFileCounts) {
+  const auto found = [] {
+    const Finding finding = examineSystem().at(1);
+    EXPECT_EQ(finding.subject, "User defaults");
+    EXPECT_EQ(finding.remedy.empty(), finding.state == Finding::State::ok);
+    return finding;
+  };
+  EXPECT_EQ(found().detail, "no file; it would be " + folder.file(kFile));
+  store("[]");
+  EXPECT_EQ(found().state, Finding::State::limited);
+  store("{}");
+  EXPECT_EQ(found().detail, folder.file(kFile));
 }
 
 // ── Bundle ──────────────────────────────────────────────────────────────────────────────────────────
@@ -160,6 +178,48 @@ TEST_F(LinuxSystemLogTest, withoutAJournalTheSystemLoggerGetsALineAndNobodyIsHel
   for (int i = 0; i < 5000; ++i) log->os_log(os_log_type_t::OS_LOG_TYPE_INFO, "more than a reader takes");
   EXPECT_THAT(journal.next(), EndsWith("MESSAGE=more than a reader takes\n"));
   EXPECT_EQ(syslog.next(), "");
+}
+
+TEST_F(LinuxSystemLogTest, knowsWhoReads) {
+  EXPECT_EQ(systemLog.reader(), LinuxSystemLog::Reader::none);
+  const Reader logger(folder.file("log"));
+  EXPECT_EQ(systemLog.reader(), LinuxSystemLog::Reader::syslog);
+  const Reader journal(folder.file("journal"));
+  EXPECT_EQ(systemLog.reader(), LinuxSystemLog::Reader::journal);
+  EXPECT_EQ(journal.next() + logger.next(), "");
+}
+
+// ── Diagnostics ─────────────────────────────────────────────────────────────────────────────────────
+
+TEST(LinuxDiagnosticsTest, anExaminationThatHangsOrFailsIsAFindingAmongTheOthers) {
+  std::promise<void> release;
+  using Examination = LinuxDiagnostics::Examination;
+  const auto finding = [](const char* subject) {
+    return Finding{Finding::Area::system, subject, Finding::State::ok, "", ""};
+  };
+  const auto ok = [finding](const char* subject) {
+    return Examination{Finding::Area::system, "no", "no", [finding, subject] {
+                         return std::vector<Finding>{finding(subject), finding("more")};
+                       }};
+  };
+  const Examination hangs{Finding::Area::drawing, "hanging", "wait",
+                          [until = release.get_future().share()]() -> std::vector<Finding> {
+                            until.wait();
+                            return {};
+                          }};
+  const Examination fails{Finding::Area::displays, "failing", "mend",
+                          []() -> std::vector<Finding> { throw std::runtime_error("broken"); }};
+  const Examination failsOddly{Finding::Area::displays, "odd", "mend",
+                               []() -> std::vector<Finding> { throw 1; }};
+  const auto findings = LinuxDiagnostics({ok("a"), hangs, fails, failsOddly, ok("b")}, 0.2).examine();
+  std::vector<std::string> subjects;
+  for (const Finding& found : findings) subjects.push_back(found.subject);
+  EXPECT_THAT(subjects, testing::ElementsAre("a", "more", "hanging", "failing", "odd", "b", "more"));
+  EXPECT_EQ(findings[2].state, Finding::State::missing);
+  EXPECT_EQ(findings[2].remedy, "wait");
+  EXPECT_EQ(findings[3].area, Finding::Area::displays);
+  EXPECT_THAT(findings[3].detail, EndsWith("broken"));
+  release.set_value();
 }
 
 }  // namespace

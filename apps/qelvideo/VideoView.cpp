@@ -1,8 +1,7 @@
-#include "OffscreenView.h"
+#include "VideoView.h"
 
 #include <QelKit/QelVideoImageBuffer.h>
 #include <QelUtilVideo/RenderView.h>
-#include <QelUtilVideo/RenderViewData.h>
 #include <QelUtilVideo/RenderViewDelegate.h>
 #include <QelUtilVideo/platform/NSWindow.h>
 
@@ -26,7 +25,7 @@ constexpr const char* nothingDrawn =
 }  // namespace
 
 /// Knows the newest frame that the view set out to draw.
-class OffscreenView::FrameWatch final : public RenderViewDelegate {
+class VideoView::FrameWatch final : public RenderViewDelegate {
  public:
   explicit FrameWatch(std::shared_ptr<QelKit::QelVideoImageBuffer> container)
       : container_(std::move(container)) {}
@@ -43,30 +42,32 @@ class OffscreenView::FrameWatch final : public RenderViewDelegate {
   std::atomic<double> timestamp_{0};
 };
 
-OffscreenView::OffscreenView(const ViewOptions& options)
-    : container_(std::make_shared<QelKit::QelVideoImageBuffer>()),
-      watch_(std::make_shared<FrameWatch>(container_)),
-      window_(NSWindow::makeOffscreen(options.size)),
+VideoView::VideoView(std::shared_ptr<NSWindow> window, const ViewOptions& options)
+    : frames_(std::make_shared<FrameHolder>(options.orientation)),
+      watch_(std::make_shared<FrameWatch>(frames_->container())),
+      window_(std::move(window)),
       view_(RenderView::make(window_->contentView()->bounds())) {
+  view_->setAutoresizingMask(NSViewWidthSizable | NSViewHeightSizable);
   view_->setDelegate(watch_);
   view_->setBackgroundColor(options.background);
   view_->setAutomaticallyAdjustsFitMode(options.placing == ViewOptions::Placing::automatic);
   view_->setFitInBounds(options.placing != ViewOptions::Placing::fill);
   view_->setRotateAnimationEnabled(options.animates);
-  view_->setImageBuffer(container_);
+  view_->setImageBuffer(frames_->container());
   view_->observeContentSize([](CGSize) { HostLoop::wake(); });
   window_->contentView()->addSubview(view_);
 }
 
-OffscreenView::~OffscreenView() { window_->close(); }
+VideoView::~VideoView() { view_->removeFromSuperview(); }
 
-CGImageRef OffscreenView::pictureShowing(double timestamp, HostLoop& loop) const {
+CGImageRef VideoView::picture(HostLoop& loop) const {
   // The view tells before it draws, perhaps with a frame that it took just before this one came. So the
   // picture is handed to it under new timestamps: when it sets out to draw the third, it has presented
   // the second.
+  double timestamp = frames_->container()->timestamp();
   for (int turn = 0; turn < 3; ++turn) {
-    if (turn > 0) timestamp = restamp();
-    const auto drawn = [&] { return watch_->timestamp() == timestamp && view_->contentSize().width > 0; };
+    if (turn > 0) timestamp = frames_->showAgain();
+    const auto drawn = [&] { return watch_->timestamp() >= timestamp && view_->contentSize().width > 0; };
     const HostLoop::End end = loop.runUntil(drawn, drawTimeout);
     if (end == HostLoop::End::interrupted) return nullptr;
     if (end == HostLoop::End::timedOut) throw Failure(nothingDrawn);
@@ -74,14 +75,6 @@ CGImageRef OffscreenView::pictureShowing(double timestamp, HostLoop& loop) const
   CGImageRef picture = window_->image();
   if (!picture) throw Failure(nothingDrawn);
   return picture;
-}
-
-/// Puts the frame held now into the container once more, as a later one; its new timestamp.
-double OffscreenView::restamp() const {
-  const std::shared_ptr<const RenderViewData> frame = container_->data();
-  const double timestamp = frame->timestamp() + 0.001;
-  container_->setImage(frame->pixelBuffer(), timestamp, frame->orientation());
-  return timestamp;
 }
 
 }  // namespace qelvideo

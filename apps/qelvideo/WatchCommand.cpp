@@ -1,0 +1,91 @@
+#include <QelUtilVideo/Capturable.h>
+#include <QelUtilVideo/CapturableWindowManager.h>
+#include <QelUtilVideo/platform/NotificationCenter.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "Commands.h"
+#include "HostLoop.h"
+#include "SourceEvent.h"
+#include "SourceLookup.h"
+#include "StreamEnds.h"
+#include "Terminal.h"
+
+namespace qelvideo {
+
+namespace {
+
+using namespace QelUtilVideo;
+
+/// Gathers what the library's managers say about sources that come and go. Main thread, where they say it.
+class SourceWatch {
+ public:
+  SourceWatch() {
+    // Asked for first: the managers follow their sources from then on. Notifications come through the main
+    // loop, so that none falls between the list and the observer.
+    for (const auto& source : availableSources()) note(SourceEvent::What::present, *source);
+    observe(CapturableWindowManager::didRefreshNotification());
+  }
+  SourceWatch(const SourceWatch&) = delete;
+  SourceWatch& operator=(const SourceWatch&) = delete;
+  ~SourceWatch() {
+    for (const auto token : tokens_) NotificationCenter::defaultCenter().removeObserver(token);
+  }
+
+  /// What happened since the last call, in order.
+  [[nodiscard]] std::vector<SourceEvent> take() { return std::exchange(events_, {}); }
+
+ private:
+  void observe(const std::string& notification) {
+    tokens_.push_back(NotificationCenter::defaultCenter().addObserver(
+        notification, nullptr, [this](const NSNotification& refresh) {
+          noteAll(SourceEvent::What::disconnected, refresh.userInfo.get<Array>("disconnected"));
+          noteAll(SourceEvent::What::connected, refresh.userInfo.get<Array>("connected"));
+        }));
+  }
+
+  void noteAll(SourceEvent::What what, const Array* sources) {
+    if (!sources) return;
+    for (const Value& value : *sources) {
+      const auto* object = value.get<std::shared_ptr<NSObject>>();
+      const auto source = object ? std::dynamic_pointer_cast<Capturable>(*object) : nullptr;
+      if (source) note(what, *source);
+    }
+  }
+
+  void note(SourceEvent::What what, const Capturable& source) {
+    events_.push_back(SourceEvent::now(what, source));
+  }
+
+  std::vector<SourceEvent> events_;
+  std::vector<NotificationCenter::Token> tokens_;
+};
+
+void watch(const Context& context, bool json) {
+  const StreamEnds ends(context.loop);
+  SourceWatch sources;
+  bool isStart = true;
+  context.loop.runUntil([&] {
+    const std::vector<SourceEvent> events = sources.take();
+    for (const SourceEvent& event : events) context.terminal.result(json ? event.json() : event.text());
+    if (std::exchange(isStart, false) && events.empty()) context.terminal.note(noSourcesText());
+    return ends.areGone();
+  });
+}
+
+}  // namespace
+
+void addWatchCommand(CLI::App& app, Action& action) {
+  CLI::App* command = app.add_subcommand("watch", "Print what connects and disconnects");
+  command->footer(
+      "First what there is, then one line for each display that comes or goes, until Ctrl-C, or until the "
+      "pipe at standard input or the reader of standard output is closed.");
+  const auto json = std::make_shared<bool>(false);
+  command->add_flag("--json", *json, "Print each line as a JSON object");
+  command->callback([&action, json] { action = [json](const Context& context) { watch(context, *json); }; });
+}
+
+}  // namespace qelvideo
