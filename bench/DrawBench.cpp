@@ -32,6 +32,8 @@ class NoOpContext final : public NSOpenGLContext, public CGLContext {
   [[nodiscard]] CGLContextObj cglContextObj() override { return this; }
   bool makeCurrentContext() override { return true; }
   void flushBuffer() override {}
+  void presentAgain() override {}
+  bool setDrawable(const NativeWindow*) override { return true; }
   void setValues(std::int32_t, std::int32_t) override {}
   void setSurfaceSize(CGSize) override {}
   [[nodiscard]] CGImageRef copyPresentedImage() override { return nullptr; }
@@ -48,13 +50,17 @@ class HandDrivenOpenGL final : public OpenGL {
   /// `contexts` makes the contexts; without it they do nothing.
   explicit HandDrivenOpenGL(OpenGL* contexts) : contexts_(contexts) {}
 
-  [[nodiscard]] std::shared_ptr<NSOpenGLContext> makeContext(const NSOpenGLPixelFormat& format) override {
-    return contexts_ ? contexts_->makeContext(format) : std::make_shared<NoOpContext>();
+  [[nodiscard]] std::shared_ptr<NSOpenGLContext> makeContext(const NSOpenGLPixelFormat& format,
+                                                             const NativeWindow* window) override {
+    return contexts_ ? contexts_->makeContext(format, window) : std::make_shared<NoOpContext>();
   }
-  [[nodiscard]] std::unique_ptr<OpenGLLayerDriver> makeLayerDriver(
-      std::weak_ptr<NSOpenGLLayer> layer) override {
+  [[nodiscard]] std::unique_ptr<OpenGLLayerDriver> makeLayerDriver(std::weak_ptr<NSOpenGLLayer> layer,
+                                                                   double) override {
+    struct Driver final : OpenGLLayerDriver {
+      void setRefreshRate(double) override {}
+    };
     layer_ = std::move(layer);
-    return std::make_unique<OpenGLLayerDriver>();
+    return std::make_unique<Driver>();
   }
   [[nodiscard]] OpenGLFunctions& functions() override { return gl; }
 

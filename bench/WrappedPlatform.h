@@ -21,9 +21,11 @@ class WrappedPlatform : public Platform {
   Dispatch& dispatch() override { return real_->dispatch(); }
   Displays& displays() override { return real_->displays(); }
   Cursor& cursor() override { return real_->cursor(); }
+  Views& views() override { return real_->views(); }
   Images& images() override { return real_->images(); }
   Metal& metal() override { return real_->metal(); }
   OpenGL& openGL() override { return real_->openGL(); }
+  Diagnostics& diagnostics() override { return real_->diagnostics(); }
 
  protected:
   [[nodiscard]] Platform& real() { return *real_; }

@@ -10,6 +10,7 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 
 option(QELUTILVIDEO_TESTS "Build the tests" ON)
 option(QELUTILVIDEO_BENCH "Build the benchmarks" OFF)
+option(QELUTILVIDEO_LIBFUZZER "Drive the fuzz targets by libFuzzer, which clang brings" OFF)
 set(QELUTILVIDEO_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
