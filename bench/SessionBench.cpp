@@ -3,6 +3,7 @@
 //
 //   build/bench/bin/session_bench
 
+#include "WrappedPlatform.h"
 #include "capture/windowlist/Session.h"
 #include "capture/windowlist/Target.h"
 #include "platform/Clock.h"
@@ -58,25 +59,12 @@ class HandFiredDispatch final : public Dispatch {
   Dispatch& real_;
 };
 
-class HandFiredPlatform final : public Platform {
+class HandFiredMachine final : public WrappedPlatform {
  public:
-  HandFiredPlatform() : real_(makePlatform()), dispatch_(real_->dispatch()) {}
   HandFiredDispatch& dispatch() override { return dispatch_; }
-  NotificationCenter& notificationCenter() override { return real_->notificationCenter(); }
-  Clock& clock() override { return real_->clock(); }
-  SystemVersion& systemVersion() override { return real_->systemVersion(); }
-  UserDefaults& userDefaults() override { return real_->userDefaults(); }
-  Bundle& bundle() override { return real_->bundle(); }
-  SystemLog& systemLog() override { return real_->systemLog(); }
-  Displays& displays() override { return real_->displays(); }
-  Cursor& cursor() override { return real_->cursor(); }
-  Images& images() override { return real_->images(); }
-  Metal& metal() override { return real_->metal(); }
-  OpenGL& openGL() override { return real_->openGL(); }
 
  private:
-  std::unique_ptr<Platform> real_;
-  HandFiredDispatch dispatch_;
+  HandFiredDispatch dispatch_{real().dispatch()};
 };
 
 class FreeTarget final : public windowlist::Target {
@@ -113,9 +101,8 @@ class Counter final : public CapturableOutputDelegate {
 
 /// CPU time is the whole process's, the delivery thread's included.
 void deliverOneFrame(benchmark::State& state) {
-  auto platform = std::make_unique<HandFiredPlatform>();
-  std::function<void()>& fire = platform->dispatch().fire;
-  const auto before = Root::replace(std::make_unique<Root>(std::move(platform)));
+  const ScopedMachine<HandFiredMachine> machine;
+  std::function<void()>& fire = machine->dispatch().fire;
   const auto target = std::make_shared<FreeTarget>(Root::current().platform());
   const auto counter = std::make_shared<Counter>();
   target->start(counter, nullptr);

@@ -19,7 +19,7 @@ SYSTEM_LIBRARY = re.compile(
 # (files, what they must not include, why). Own includes are written as paths below src/.
 RULES = [
     (r"^include/", lambda name, quoted: quoted, "a public header includes other public headers by <QelUtilVideo/…>"),
-    (r"^(include|src/(log|capture|render|qelkit))/|^src/platform/[^/]+$",
+    (r"^(include|src/(log|capture|render|qelkit|catalogue))/|^src/platform/[^/]+$",
      lambda name, quoted: SYSTEM_LIBRARY.match(name) or name.startswith("platform/linux/"),
      "only src/platform/linux knows the operating system"),
     (r"^src/capture/", lambda name, quoted: name.startswith("render/"), "capture and render do not see each other"),
@@ -35,6 +35,8 @@ RULES = [
      "the shared part of render does not see the backends"),
     (r"^src/render/opengl/", lambda name, quoted: name.startswith("render/metal/"), "backends do not see each other"),
     (r"^src/render/metal/", lambda name, quoted: name.startswith("render/opengl/"), "backends do not see each other"),
+    (r"^src/catalogue/", lambda name, quoted: quoted and not name.startswith("catalogue/"),
+     "the catalogue sees only what it publishes, the public headers"),
     (r"^src/(log|qelkit)/", lambda name, quoted: re.match(r"(capture|render)/", name),
      "the log and the companion framework's part see neither capture nor render"),
     (r"^src/platform/linux/(?!LinuxPlatform\.cpp)[^/]+$", lambda name, quoted: True,

@@ -1,3 +1,5 @@
+#include <QelUtilVideo/ObjectRuntime.h>
+
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
@@ -10,6 +12,36 @@
 namespace qelvideo {
 
 namespace {
+
+std::string kindName(QelUtilVideo::PublishedMember::Kind kind) {
+  using Kind = QelUtilVideo::PublishedMember::Kind;
+  switch (kind) {
+    case Kind::property:
+      return "property";
+    case Kind::classProperty:
+      return "class property";
+    case Kind::classMethod:
+      return "class method";
+    case Kind::method:
+    default:
+      return "method";
+  }
+}
+
+/// What the library publishes to bindings of other languages: a type and its members, one a line.
+void printCatalogue(Terminal& terminal) {
+  using namespace QelUtilVideo;
+  for (const PublishedType& type : publishedTypes()) {
+    const bool isProtocol = type.kind == PublishedType::Kind::protocol;
+    std::string line = (isProtocol ? "protocol " : "class ") + std::string(type.name);
+    if (!type.base.empty()) line += " : " + std::string(type.base);
+    terminal.result(line);
+    for (const PublishedMember& member : type.members) {
+      terminal.result("  " + kindName(member.kind) + " " + std::string(member.name) + "  " +
+                      std::string(member.encoding) + (member.isRequired ? "" : "  (optional)"));
+    }
+  }
+}
 
 void doctor(const Context& context, bool json) {
   const MachineReport report(QelUtilVideo::examineMachine());
@@ -36,7 +68,16 @@ void addDoctorCommand(CLI::App& app, Action& action) {
       "when displays can be captured and views be drawn, else 1.");
   const auto json = std::make_shared<bool>(false);
   command->add_flag("--json", *json, "Print a JSON document instead");
-  command->callback([&action, json] { action = [json](const Context& context) { doctor(context, *json); }; });
+  const auto catalogue = std::make_shared<bool>(false);
+  command
+      ->add_flag("--catalogue", *catalogue,
+                 "Print what the library publishes to other languages: classes, protocols, type encodings")
+      ->excludes("--json");
+  command->callback([&action, json, catalogue] {
+    action = [json, catalogue](const Context& context) {
+      *catalogue ? printCatalogue(context.terminal) : doctor(context, *json);
+    };
+  });
 }
 
 }  // namespace qelvideo

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QelUtilVideo/platform/PixelBufferConversion.h>
+#include <QelUtilVideo/platform/PixelBufferConverter.h>
 
 #include <condition_variable>
 #include <cstdint>

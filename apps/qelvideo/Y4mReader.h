@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QelUtilVideo/platform/CVPixelBufferPool.h>
-#include <QelUtilVideo/platform/PixelBufferConversion.h>
+#include <QelUtilVideo/platform/PixelBufferConverter.h>
 
 #include <cstdint>
 #include <memory>

@@ -14,6 +14,7 @@
 #include <QelUtilVideo/CapturableWindowManager.h>
 #include <QelUtilVideo/DeviceType.h>
 #include <QelUtilVideo/Logger.h>
+#include <QelUtilVideo/ObjectRuntime.h>
 #include <QelUtilVideo/RenderView.h>
 #include <QelUtilVideo/RenderViewData.h>
 #include <QelUtilVideo/RenderViewDataSource.h>
@@ -38,4 +39,4 @@
 #include <QelUtilVideo/platform/NSWindow.h>
 #include <QelUtilVideo/platform/NSWindowDelegate.h>
 #include <QelUtilVideo/platform/NotificationCenter.h>
-#include <QelUtilVideo/platform/PixelBufferConversion.h>
+#include <QelUtilVideo/platform/PixelBufferConverter.h>

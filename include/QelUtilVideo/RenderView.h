@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 
@@ -76,27 +77,34 @@ class QEL_EXPORT RenderView final : public NSView {
 
   /// Size of the picture shown last, in image pixels, after rotation; (0, 0) while none is shown.
   [[nodiscard]] CGSize contentSize() const { return contentSize_; }
-  /// Called on the main thread after each assignment of `contentSize`; replaces the one before.
-  /// Empty: nobody is told.
-  void observeContentSize(std::function<void(CGSize)> observer);
+  using ContentSizeObserver = std::function<void(CGSize)>;
+  using ObserverToken = std::uint64_t;
+  /// Calls `observer` on the main thread after each assignment of `contentSize`, in the order in which
+  /// observers were added. An observer may add and remove observers, itself too, and change the view; what
+  /// it throws goes to the system log, and the others are still told. Returns what
+  /// `removeContentSizeObserver` takes; one that is empty is never called.
+  ObserverToken addContentSizeObserver(ContentSizeObserver observer);
+  /// The observer is not called any more. An unknown token does nothing.
+  void removeContentSizeObserver(ObserverToken token);
 
   void setHidden(bool hidden) override;
 
-  /// For the backend: assigns `contentSize` and tells the observer.
-  void setContentSize(CGSize size);
-
  private:
   struct Key {};
+  friend class RenderViewImpl;
 
  public:
   RenderView(Key, CGRect frame);
 
  private:
   void setupRenderView();
+  /// Assigns `contentSize` and tells the observers; for the backend.
+  void setContentSize(CGSize size);
 
   CGSize contentSize_;
   std::shared_ptr<RenderViewImpl> renderView_;
-  std::function<void(CGSize)> contentSizeObserver_;
+  std::map<ObserverToken, ContentSizeObserver> observers_;  ///< tokens grow
+  ObserverToken lastToken_ = 0;
 };
 
 }  // namespace QelUtilVideo

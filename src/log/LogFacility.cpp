@@ -79,9 +79,8 @@ void LogFacility::writeRevisionFirst() {
 }
 
 void LogFacility::writeToSystemLog(LogLevel level, const std::string& message, std::uint64_t line) {
-  std::call_once(systemLogOnce_, [this] {
-    systemLog_ = platform_.systemLog().makeLog("io.github.qelutilvideo.QelUtilVideo", "video");
-  });
+  std::call_once(systemLogOnce_,
+                 [this] { systemLog_ = platform_.systemLog().makeLog(systemLogSubsystem, "video"); });
   systemLog_->os_log(systemLogType(level), "[:" + std::to_string(line) + "] " + message);
 }
 

@@ -52,7 +52,7 @@ void Root::rememberMade(Slot& slot) {
 void platformTrouble(Platform& platform, const std::string& text) {
   try {
     platform.systemLog()
-        .makeLog("io.github.qelutilvideo.QelUtilVideo", "platform")
+        .makeLog(systemLogSubsystem, "platform")
         ->os_log(os_log_type_t::OS_LOG_TYPE_ERROR, text);
   } catch (...) {
     // Nobody is left to tell.

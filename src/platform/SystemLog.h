@@ -13,6 +13,9 @@ enum class os_log_type_t : std::uint8_t {
   OS_LOG_TYPE_ERROR = 0x10,
 };
 
+/// The library's own subsystem; its parts are told apart by category.
+inline constexpr const char* systemLogSubsystem = "io.github.qelutilvideo.QelUtilVideo";
+
 /// One subsystem's and category's way into the system log. Any thread.
 class OSLog {
  public:

@@ -106,9 +106,13 @@ bool RenderView::rotateAnimationEnabled() const { return renderView_->rotateAnim
 
 void RenderView::setRotateAnimationEnabled(bool enabled) { renderView_->setRotateAnimationEnabled(enabled); }
 
-void RenderView::observeContentSize(std::function<void(CGSize)> observer) {
-  contentSizeObserver_ = std::move(observer);
+RenderView::ObserverToken RenderView::addContentSizeObserver(ContentSizeObserver observer) {
+  const ObserverToken token = ++lastToken_;
+  if (observer) observers_.emplace(token, std::move(observer));
+  return token;
 }
+
+void RenderView::removeContentSizeObserver(ObserverToken token) { observers_.erase(token); }
 
 void RenderView::setHidden(bool hidden) {
   NSView::setHidden(hidden);
@@ -117,9 +121,13 @@ void RenderView::setHidden(bool hidden) {
 
 void RenderView::setContentSize(CGSize size) {
   contentSize_ = size;
-  // A copy, for the observer may replace itself.
-  const std::function<void(CGSize)> observer = contentSizeObserver_;
-  if (observer) callHost("the observer of contentSize", [&] { observer(size); });
+  const auto toTell = observers_;
+  for (const auto& [token, observer] : toTell) {
+    // One that was removed by another is not told.
+    if (observers_.contains(token)) callHost("an observer of contentSize", [&] { observer(size); });
+  }
 }
+
+void RenderViewImpl::assignContentSize(RenderView& view, CGSize size) { view.setContentSize(size); }
 
 }  // namespace QelUtilVideo

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QelUtilVideo/platform/CGGeometry.h>
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -8,6 +10,7 @@ namespace QelUtilVideo {
 
 class NSColor;
 class NSView;
+class RenderView;
 class RenderViewDataSource;
 class RenderViewDelegate;
 
@@ -46,6 +49,10 @@ class RenderViewImpl {
 
   [[nodiscard]] virtual bool rotateAnimationEnabled() const = 0;
   virtual void setRotateAnimationEnabled(bool enabled) = 0;
+
+ protected:
+  /// Tells the host, and whoever observes it, which size is shown. Nobody but a backend can.
+  static void assignContentSize(RenderView& view, CGSize size);
 };
 
 }  // namespace QelUtilVideo

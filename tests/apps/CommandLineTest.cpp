@@ -9,9 +9,9 @@
 #include <tuple>
 #include <vector>
 
-#include "TemporaryFolder.h"
 #include "VirtualServer.h"
 #include "Y4mHeader.h"
+#include "support/TemporaryFolder.h"
 
 namespace {
 

@@ -12,8 +12,8 @@
 #include "Failure.h"
 #include "HostLoop.h"
 #include "Recorder.h"
-#include "TemporaryFolder.h"
 #include "Terminal.h"
+#include "support/TemporaryFolder.h"
 #include "support/WarmUp.h"
 
 using namespace QelUtilVideo;

@@ -6,9 +6,9 @@
 
 #include "Failure.h"
 #include "PixelBufferLock.h"
-#include "TemporaryFolder.h"
 #include "Y4mReader.h"
 #include "Y4mWriter.h"
+#include "support/TemporaryFolder.h"
 
 using namespace QelUtilVideo;
 using namespace qelvideo;

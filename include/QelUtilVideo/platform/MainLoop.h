@@ -38,7 +38,7 @@ class QEL_EXPORT MainLoop {
   virtual void stop() = 0;
 
   /// A descriptor (owned by the loop, never to be read, written or closed) that polls readable while
-  /// there is work to do.
+  /// there is work to do; -1 when the system had none left for it.
   [[nodiscard]] virtual int fileDescriptor() const = 0;
   /// Does the work that is ready and returns. Main thread only; elsewhere it does nothing.
   virtual void dispatchPending() = 0;

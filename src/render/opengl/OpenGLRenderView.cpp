@@ -247,7 +247,7 @@ void OpenGLRenderView::reportContentSize(CGSize size) {
     const auto view = weak.lock();
     if (!view) return;
     const auto renderView = std::dynamic_pointer_cast<RenderView>(view->superview());
-    if (renderView) renderView->setContentSize(view->contentSize_.copy());
+    if (renderView) assignContentSize(*renderView, view->contentSize_.copy());
   });
 }
 

@@ -49,7 +49,10 @@ EventLoop::EventLoop(TroubleHandler trouble)
       timer_(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
   const bool complete =
       epoll_ && wake_ && timer_ && addTo(epoll_.get(), wake_.get()) && addTo(epoll_.get(), timer_.get());
-  if (!complete && trouble_) trouble_("The main loop cannot wait: no descriptors are left");
+  if (complete) return;
+  // All or nothing: a loop that waits on some of them would miss the others' work.
+  for (UniqueFD* descriptor : {&epoll_, &wake_, &timer_}) descriptor->reset();
+  if (trouble_) trouble_("The main loop cannot watch descriptors: none are left for it");
 }
 
 EventLoop::~EventLoop() = default;
@@ -144,8 +147,7 @@ void EventLoop::turn(Wait wait) {
   const int count =
       ::epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), wait == Wait::yes ? -1 : 0);
   const bool cannotWait = count < 0 && errno != EINTR;
-  if (cannotWait && wait == Wait::yes) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  bool timersDue = cannotWait;
+  bool timersDue = cannotWait && waitWithoutDescriptors(wait);
   for (int i = 0; i < count; ++i) {
     const int fd = events[static_cast<std::size_t>(i)].data.fd;
     if (fd == timer_.get()) {
@@ -156,6 +158,20 @@ void EventLoop::turn(Wait wait) {
   }
   if (timersDue) fireTimers();
   runBlocks(wait);
+}
+
+bool EventLoop::waitWithoutDescriptors(Wait wait) {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    const auto wakeTime = timers_.wakeTime();
+    if (wakeTime && *wakeTime <= std::chrono::steady_clock::now()) return true;
+    if (wait == Wait::no || isWakeSet_) return false;
+    if (wakeTime) {
+      changed_.wait_until(lock, *wakeTime);
+    } else {
+      changed_.wait(lock);
+    }
+  }
 }
 
 void EventLoop::serve(int fd) {
@@ -218,6 +234,7 @@ void EventLoop::updateWake() {
   if (std::exchange(isWakeSet_, isWanted) == isWanted) return;
   if (isWanted) {
     makeReadable(wake_.get());
+    changed_.notify_all();
   } else {
     drain(wake_.get());
   }
@@ -231,6 +248,7 @@ void EventLoop::armTimer() {
     when.it_value.tv_nsec = static_cast<long>(time.count() % 1'000'000'000);
   }
   ::timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &when, nullptr);
+  changed_.notify_all();
 }
 
 }  // namespace QelUtilVideo

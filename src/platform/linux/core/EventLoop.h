@@ -8,6 +8,7 @@
 #include <QelUtilVideo/platform/MainLoop.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <map>
@@ -20,7 +21,8 @@ namespace QelUtilVideo {
 
 /// The main loop: blocks, timers and descriptors, behind one epoll descriptor that any other loop can
 /// watch. In one turn it serves descriptors first, then timers, then the blocks that were queued by
-/// then; what a block queues waits for the next turn.
+/// then; what a block queues waits for the next turn. Where the system grants it no descriptors, `run`
+/// serves blocks and timers all the same; nothing can be watched then, and `fileDescriptor` is -1.
 class EventLoop final : public MainLoop, public TimerClock {
  public:
   explicit EventLoop(TroubleHandler trouble);
@@ -58,6 +60,8 @@ class EventLoop final : public MainLoop, public TimerClock {
 
   /// One turn. Where `Wait::yes`, it waits for work first, and leaves blocks undone after a stop.
   void turn(Wait wait);
+  /// What `turn` does where it has no descriptors to wait on. Answers whether timers are due.
+  bool waitWithoutDescriptors(Wait wait);
   void serve(int fd);
   void fireTimers();
   std::optional<TimerTable::Function> takeTimer(TimerTable::Time now);
@@ -78,7 +82,8 @@ class EventLoop final : public MainLoop, public TimerClock {
   std::atomic<std::thread::id> boundThread_{};
 
   std::mutex mutex_;
-  int runs_ = 0;   ///< calls of `run` under way, one inside the other
+  std::condition_variable changed_;  ///< says what the descriptors say, for a loop that has none
+  int runs_ = 0;                     ///< calls of `run` under way, one inside the other
   int stops_ = 0;  ///< asked for and not taken, at most one for each run, or one for the next
   bool isWakeSet_ = false;
   std::deque<Handler> blocks_;

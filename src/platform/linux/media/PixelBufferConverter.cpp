@@ -1,4 +1,4 @@
-#include <QelUtilVideo/platform/PixelBufferConversion.h>
+#include <QelUtilVideo/platform/PixelBufferConverter.h>
 
 #include <libyuv.h>
 

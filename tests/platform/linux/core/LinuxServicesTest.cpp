@@ -5,7 +5,7 @@
 #include "platform/linux/core/SystemExamination.h"
 #include "platform/linux/core/UniqueFD.h"
 
-#include "apps/TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include <QelUtilVideo/platform/CGImage.h>
 
-#include "apps/TemporaryFolder.h"
 #include "platform/Images.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <png.h>
