@@ -63,9 +63,8 @@ void doctor(const Context& context, bool json) {
 void addDoctorCommand(CLI::App& app, Action& action) {
   CLI::App* command = app.add_subcommand("doctor", "Say what this machine offers and what it lacks");
   command->footer(
-      "Each thing is ok, limited, missing (with what to do about it) or unused by this version. Exit status "
-      "0 "
-      "when displays can be captured and views be drawn, else 1.");
+      "Each thing is ok, limited, missing (with what to do about it) or unused by this version. Exit "
+      "status 0 when displays can be captured and views be drawn, else 1.");
   const auto json = std::make_shared<bool>(false);
   command->add_flag("--json", *json, "Print a JSON document instead");
   const auto catalogue = std::make_shared<bool>(false);

@@ -204,6 +204,9 @@ TEST_F(CommandLine, theDoctorSaysWhatThereIsAndWhatIsMissing) {
   expect(1, "qelvideo doctor",
          {"Capturing displays\n  missing  X server", "DISPLAY is not set", "-> Set", "OpenGL"},
          {"displays cannot be captured"});
+  expect(0, "qelvideo doctor --catalogue",
+         {"protocol QelUtilVideoCapturable\n  ", "class QelUtilVideoRenderView",
+          "  property contentSize  T{CGSize"});
   startServer();
   expect(0, "qelvideo doctor",
          {"ok       X server ", "64x48 at 0,0", "Drawing views", "System log", "Info.json"});

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <semaphore>
 #include <string>
 #include <string_view>
 
@@ -102,8 +103,13 @@ TEST(Examination, aServerThatNeverAnswersIsGivenUp) {
   constexpr int portOfDisplay0 = 6000;
   const std::string name = "127.0.0.1:" + std::to_string(ntohs(address.sin_port) - portOfDisplay0);
 
+  const auto ended = std::make_shared<std::binary_semaphore>(0);
   LinuxDiagnostics diagnostics({{{Finding::Area::displays, "X server", State::missing, "", "End it."},
-                                 [name] { return examineX11(name.c_str()); }}},
+                                 [name, ended] {
+                                   const std::vector<Finding> found = examineX11(name.c_str());
+                                   ended->release();
+                                   return found;
+                                 }}},
                                0.3);
   const std::vector<Finding> findings = diagnostics.examine();
   ASSERT_EQ(findings.size(), 1U);
@@ -111,6 +117,7 @@ TEST(Examination, aServerThatNeverAnswersIsGivenUp) {
   EXPECT_EQ(findings[0].remedy, "End it.");
   // The thread that was left behind is told that there will be no answer.
   socket.reset();
+  ended->acquire();
 }
 
 }  // namespace

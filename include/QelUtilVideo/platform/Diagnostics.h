@@ -34,7 +34,7 @@ struct Finding {
 /// services. Findings are in a fixed order, area by area. Opens no window and changes nothing; what the
 /// library itself has in use is left alone, so that this works when that is lost.
 ///
-/// Any thread. Takes about a tenth of a second, and five seconds when a server or a driver gives no answer:
+/// Any thread. Takes about a tenth of a second, and five seconds more for each thing that gives no answer:
 /// that is a finding too, and a thread stays behind that waits for it. An examination that fails in any
 /// other way is a finding as well.
 [[nodiscard]] QEL_EXPORT std::vector<Finding> examineMachine();

@@ -37,26 +37,23 @@ LinuxDiagnostics::LinuxDiagnostics(std::vector<Examination> examinations, double
     : examinations_(std::move(examinations)), patience_(patience) {}
 
 std::vector<Finding> LinuxDiagnostics::examine() {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::duration<double>(patience_);
-  std::vector<std::future<Findings>> answers;
-  for (const Examination& examination : examinations_) answers.push_back(begin(examination.examine));
-
   Findings all;
-  for (std::size_t i = 0; i < answers.size(); ++i) {
-    const auto missing = [&](std::string why) {
-      all.push_back(examinations_[i].unanswered);
+  for (const Examination& examination : examinations_) {
+    const auto unanswered = [&](std::string why) {
+      all.push_back(examination.unanswered);
       all.back().detail = std::move(why);
     };
     try {
-      if (answers[i].wait_until(deadline) == std::future_status::ready) {
-        for (Finding& finding : answers[i].get()) all.push_back(std::move(finding));
+      std::future<Findings> answer = begin(examination.examine);
+      if (answer.wait_for(std::chrono::duration<double>(patience_)) == std::future_status::ready) {
+        for (Finding& finding : answer.get()) all.push_back(std::move(finding));
       } else {
-        missing("gives no answer within " + std::to_string(std::lround(patience_)) + " seconds");
+        unanswered("gives no answer within " + std::to_string(std::lround(patience_)) + " seconds");
       }
     } catch (const std::exception& exception) {
-      missing(std::string("cannot be examined: ") + exception.what());
+      unanswered(std::string("cannot be examined: ") + exception.what());
     } catch (...) {
-      missing("cannot be examined");
+      unanswered("cannot be examined");
     }
   }
   return all;

@@ -8,7 +8,8 @@
 namespace QelUtilVideo {
 
 /// Puts together what the parts of the machine say about themselves. Each is asked on a thread of its own,
-/// since libraries that talk to servers and drivers wait for them without an end.
+/// since libraries that talk to servers and drivers wait for them without an end; and one after the other,
+/// since libXau, which each connection to an X server asks for its key, is not made for several threads.
 class LinuxDiagnostics final : public Diagnostics {
  public:
   struct Examination {
@@ -17,7 +18,7 @@ class LinuxDiagnostics final : public Diagnostics {
     std::function<std::vector<Finding>()> examine;
   };
 
-  /// `patience`: the seconds that all the examinations together may take.
+  /// `patience`: the seconds that each examination may take.
   explicit LinuxDiagnostics(std::vector<Examination> examinations, double patience = 5);
 
   [[nodiscard]] std::vector<Finding> examine() override;
