@@ -71,18 +71,20 @@ std::shared_ptr<NSOpenGLContext> NSOpenGLLayer::openGLContextForPixelFormat(
 
 bool NSOpenGLLayer::canDrawInOpenGLContext(NSOpenGLContext&, double) { return true; }
 
-void NSOpenGLLayer::refresh(double displayTime) {
+bool NSOpenGLLayer::refresh(double displayTime) {
   // Held until the context is unlocked: the last reference to either may go while the view draws.
   const auto self = shared_from_this();
   const auto view = this->view();
   const auto context = openGLContext();
-  if (!view || !context) return;
+  if (!view || !context) return false;
+  bool drew = false;
   if (const CGLContextObj lockable = context->cglContextObj()) {
     const ContextLock lock(lockable);
     // While this thread waited, the layer may have got another one.
-    if (openGLContext() == context) draw(*view, *context, displayTime);
+    if (openGLContext() == context) drew = draw(*view, *context, displayTime);
   }
   if (!context->cglContextObj()) replaceLostContext();
+  return drew;
 }
 
 void NSOpenGLLayer::setVisible(bool visible) {
@@ -140,7 +142,7 @@ void NSOpenGLLayer::didChangeSurface() {
   updateDriver();
 }
 
-void NSOpenGLLayer::draw(NSView& view, NSOpenGLContext& context, double displayTime) {
+bool NSOpenGLLayer::draw(NSView& view, NSOpenGLContext& context, double displayTime) {
   context.setSurfaceSize(surfaceSize(view));
   // Taken before the view draws: what the display loses meanwhile is for the next refresh.
   const bool needsPresentation = needsPresentation_.exchange(false);
@@ -152,6 +154,7 @@ void NSOpenGLLayer::draw(NSView& view, NSOpenGLContext& context, double displayT
     if (context.cglContextObj()) replacesContext_ = false;
   });
   if (!drew && needsPresentation) context.presentAgain();
+  return drew;
 }
 
 void NSOpenGLLayer::provideContext() {

@@ -41,9 +41,9 @@ class NSOpenGLLayer : public CALayer {
   /// Drawing thread, context locked.
   [[nodiscard]] virtual bool canDrawInOpenGLContext(NSOpenGLContext& context, double displayTime);
 
-  /// One refresh: fits the surface to the view, asks, draws. Does nothing without view or context. What
-  /// the view throws goes to the system log. Drawing thread.
-  void refresh(double displayTime);
+  /// One refresh: fits the surface to the view, asks, draws. True when the view drew. Does nothing without
+  /// view or context. What the view throws goes to the system log. Drawing thread.
+  bool refresh(double displayTime);
 
   // CALayer
   void setVisible(bool visible) override;
@@ -62,7 +62,7 @@ class NSOpenGLLayer : public CALayer {
   void didChangeSurface() override;
 
  private:
-  void draw(NSView& view, NSOpenGLContext& context, double displayTime);
+  bool draw(NSView& view, NSOpenGLContext& context, double displayTime);
   /// Makes a context unless there is one that draws on the surface.
   void provideContext();
   void replaceLostContext();

@@ -14,9 +14,11 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstring>
 #include <functional>
 #include <thread>
+#include <vector>
 
 namespace QelUtilVideo {
 namespace {
@@ -50,7 +52,7 @@ class PlainView : public NSView {
       : NSView(frame), openGL_(openGL), color_(color) {}
 
   std::shared_ptr<CALayer> makeBackingLayer() override {
-    auto made = std::make_shared<NSOpenGLLayer>(openGL_);
+    auto made = std::make_shared<Layer>(*this);
     made->setAsynchronous(true);
     return made;
   }
@@ -67,11 +69,25 @@ class PlainView : public NSView {
     if (afterDrawing) afterDrawing();
   }
 
+  /// Those of the refreshes so far.
+  Synchronised<std::vector<double>> displayTimes;
   std::atomic<GLenum> lastError = GL_NO_ERROR;
   std::atomic<int> drawn = 0;
   std::function<void()> afterDrawing;
 
  private:
+  class Layer : public NSOpenGLLayer {
+   public:
+    explicit Layer(PlainView& view) : NSOpenGLLayer(view.openGL_), view_(view) {}
+    bool canDrawInOpenGLContext(NSOpenGLContext&, double displayTime) override {
+      view_.displayTimes.with([&](auto& times) { times.push_back(displayTime); });
+      return true;
+    }
+
+   private:
+    PlainView& view_;
+  };
+
   OpenGL& openGL_;
   std::array<float, 4> color_;
 };
@@ -140,6 +156,36 @@ TEST_F(EglLayers, refreshesArePacedAndEndWhenTheViewIsHidden) {
   EXPECT_EQ(view->drawn, drawn);
   view->setHidden(false);
   EXPECT_TRUE(eventually([&] { return view->drawn > drawn; }));
+}
+
+TEST_F(EglLayers, aRefreshRateCountsAtOnceAndItsRefreshesLieOnOneBeat) {
+  const auto view = addView(window->contentView()->bounds(), blue);
+  view->setWantsLayer(true);
+  const auto layer = std::static_pointer_cast<NSOpenGLLayer>(view->layer());
+  // A layer that does not drive itself.
+  layer->setAsynchronous(false);
+  const auto timesAfter = [&](int refreshes) {
+    view->displayTimes.with([](auto& times) { times.clear(); });
+    const auto times = [&] { return view->displayTimes.copy(); };
+    EXPECT_TRUE(eventually([&] { return times().size() >= static_cast<std::size_t>(refreshes); }));
+    return times();
+  };
+  // At least one refresh per second.
+  const auto driver = openGL.makeLayerDriver(layer, 1e-9);
+  timesAfter(2);
+  struct Rate {
+    double asked, kept;
+  };
+  for (const Rate rate : {Rate{100, 100}, Rate{1e9, 1000}, Rate{-1, 60}, Rate{std::nan(""), 60}}) {
+    driver->setRefreshRate(rate.asked);
+    timesAfter(1);  // the one that was under way
+    const auto times = timesAfter(20);
+    for (std::size_t i = 1; i < times.size(); ++i) {
+      const double periods = (times[i] - times[i - 1]) * rate.kept;
+      EXPECT_GT(periods, 0.5);
+      EXPECT_NEAR(periods, std::round(periods), 1e-3) << rate.asked;
+    }
+  }
 }
 
 TEST_F(EglLayers, twoLayersDrawOnTwoThreads) {

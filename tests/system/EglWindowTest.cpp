@@ -451,26 +451,5 @@ TEST_F(EglWindows, ofAnyDepthShowThePicture) {
   EXPECT_THAT(takeTroubles(), IsEmpty());
 }
 
-TEST_F(EglWindows, waitForAtMostThePictureThatIsBeingDrawn) {
-  const NativeWindow window = desktop->makeWindow({60, 40});
-  const auto context = contextFor(window);
-  // A thread that takes the lock again as soon as it has let go of it would have it nearly always.
-  std::atomic<bool> stopped = false;
-  std::atomic<int> turns = 0;
-  std::thread greedy([&] {
-    while (!stopped) {
-      presentQuarters(*context, {300, 200});
-      turns += 1;
-    }
-  });
-  while (turns == 0) std::this_thread::yield();
-  const int before = turns;
-  constexpr int ties = 20;
-  for (int i = 0; i < ties; ++i) EXPECT_TRUE(context->setDrawable(i % 2 == 0 ? nullptr : &window));
-  EXPECT_LE(turns - before, 10 * ties);
-  stopped = true;
-  greedy.join();
-}
-
 }  // namespace
 }  // namespace QelUtilVideo

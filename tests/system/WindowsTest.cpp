@@ -219,7 +219,8 @@ class Windows : public testing::Test {
       loop_.dispatchPending();
     }
   }
-  /// Any thread.
+  /// Waits until the server has done what we asked for: it serves its clients in an order of its own. Any
+  /// thread.
   void settleConnection() {
     const X11Connection::Use use(*connection_);
     (void)use.reply(xcb_get_input_focus(use), xcb_get_input_focus_reply);
@@ -267,6 +268,7 @@ TEST_F(Windows, introduceThemselvesAndDoWhatTheyAreTold) {
   const auto window = views_->makeWindow({100.4, 0}, "K\u00e4se \u20ac\xFF", client_);
   const xcb_window_t id = window->windowNumber();
   EXPECT_EQ(window->state(), (WindowBacking::State{CGRectMake(0, 0, 100, 1), false}));
+  settleConnection();
   EXPECT_EQ(other_->property(id, "_NET_WM_NAME"), "K\u00e4se \u20ac\xFF");
   EXPECT_EQ(other_->property(id, "WM_NAME"), "K\xE4se ??");
   EXPECT_THAT(other_->property(id, "WM_CLASS"), StartsWith(program_invocation_short_name));
@@ -277,6 +279,7 @@ TEST_F(Windows, introduceThemselvesAndDoWhatTheyAreTold) {
   std::string endless = "x";
   while (endless.size() < 20'000'000) endless += "\u00e4";
   window->setTitle(endless);
+  settleConnection();
   EXPECT_EQ(other_->property(id, "_NET_WM_NAME"), endless.substr(0, 4095)) << "the end is a whole character";
 
   window->orderFront();
@@ -298,6 +301,7 @@ TEST_F(Windows, speakWithTheWindowManagerAsTheConventionsWantIt) {
   const auto window = views_->makeWindow({50, 40}, "Managed", client_);
   const xcb_window_t id = window->windowNumber();
   window->orderFront();
+  settleConnection();
   EXPECT_EQ(other_->next<xcb_map_request_event_t>(XCB_MAP_REQUEST)->window, id);
   const auto activation = other_->next<xcb_client_message_event_t>(XCB_CLIENT_MESSAGE);
   EXPECT_EQ(activation->type, other_->atom("_NET_ACTIVE_WINDOW"));
@@ -335,6 +339,7 @@ TEST_F(Windows, speakWithTheWindowManagerAsTheConventionsWantIt) {
   settle();
   EXPECT_FALSE(window->state().viewable);
   window->orderOut();
+  settleConnection();
   XcbReply<xcb_unmap_notify_event_t> withdrawal;
   do {
     withdrawal = other_->next<xcb_unmap_notify_event_t>(XCB_UNMAP_NOTIFY);
@@ -426,6 +431,7 @@ TEST_F(Windows, ofOthersAreFollowedThroughAllThatTheyLieIn) {
   window->setTitle("Ours");
   window->setContentSize({9, 9});
   window->orderFront();
+  settleConnection();
   EXPECT_EQ(other_->attributes(foreign)->all_event_masks, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
   EXPECT_EQ(other_->property(foreign, "_NET_WM_NAME"), "");
   other_->send(foreign, true, "WM_PROTOCOLS", {other_->atom("WM_DELETE_WINDOW")});
@@ -580,7 +586,7 @@ TEST_F(Windows, stackTheirSurfacesAndSayWhenOneIsCovered) {
   EXPECT_THAT(secondClient->take(), testing::SizeIs(1));
   const xcb_window_t id = windowOf(*first);
   window.reset();
-  other_->sync();
+  settleConnection();
   EXPECT_FALSE(other_->attributes(id));
   first->setHidden(true);
   first->raise();

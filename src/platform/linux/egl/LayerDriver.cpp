@@ -3,6 +3,7 @@
 #include "platform/NSOpenGLLayer.h"
 #include "platform/linux/core/SignalsBlocked.h"
 
+#include <cxxabi.h>
 #include <epoxy/egl.h>
 #include <pthread.h>
 
@@ -30,12 +31,24 @@ constexpr std::chrono::seconds patienceAtExit{1};
 class ExitGate {
  public:
   static ExitGate& instance() {
-    // Registered after the driver's own exit handler, which makes it run before that one.
     static ExitGate* const gate = [] {
-      std::atexit([] { instance().close(); });
-      return std::make_unique<ExitGate>().release();
+      auto made = std::make_unique<ExitGate>();
+      made->registerLast();
+      return made.release();
     }();
     return *gate;
+  }
+
+  /// Has the gate close before anything is taken apart that exists by now. Exit handlers run in the reverse
+  /// order of their registration, and drivers make objects with a life till then whenever they first need
+  /// them, as when they compile a shader.
+  void closeFirst() {
+    const std::lock_guard lock(registration_);
+    // Takes the handler out of its place, for which it is called.
+    isMoving_ = true;
+    abi::__cxa_finalize(this);
+    isMoving_ = false;
+    registerLast();
   }
 
   /// Calls `draw` unless the process is ending; false: it is.
@@ -56,6 +69,14 @@ class ExitGate {
   }
 
  private:
+  void registerLast() {
+    const auto handler = [](void* gate) {
+      if (!isMoving_) static_cast<ExitGate*>(gate)->close();
+    };
+    // The gate's address stands for the library that the handler belongs to, of which there is one only.
+    abi::__cxa_atexit(handler, this, this);
+  }
+
   void close() {
     // A drawing thread that ends the process itself is not waited for.
     const int staying = isInside_ ? 1 : 0;
@@ -65,6 +86,8 @@ class ExitGate {
   }
 
   static thread_local bool isInside_;
+  static thread_local bool isMoving_;
+  std::mutex registration_;
   std::mutex mutex_;
   std::condition_variable left_;
   int drawing_ = 0;
@@ -72,6 +95,7 @@ class ExitGate {
 };
 
 thread_local bool ExitGate::isInside_ = false;
+thread_local bool ExitGate::isMoving_ = false;
 
 Clock::duration periodOf(double refreshRate) {
   constexpr double usual = 60, slowest = 1, fastest = 1000;
@@ -152,7 +176,7 @@ class LayerDriver::Loop {
   /// False: the layer is gone. It may go in here, and with it the driver.
   bool refresh(double displayTime) {
     const auto layer = layer_.lock();
-    if (layer) layer->refresh(displayTime);
+    if (layer && layer->refresh(displayTime)) ExitGate::instance().closeFirst();
     return layer != nullptr;
   }
 
