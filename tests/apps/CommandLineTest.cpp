@@ -205,7 +205,7 @@ TEST_F(CommandLine, theDoctorSaysWhatThereIsAndWhatIsMissing) {
          {"Capturing displays\n  missing  X server", "DISPLAY is not set", "-> Set", "OpenGL"},
          {"displays cannot be captured"});
   expect(0, "qelvideo doctor --catalogue",
-         {"protocol QelUtilVideoCapturable\n  ", "class QelUtilVideoRenderView",
+         {"protocol QelUtilVideoCapturable : NSObject\n  ", "class QelUtilVideoRenderView",
           "  property contentSize  T{CGSize"});
   startServer();
   expect(0, "qelvideo doctor",
