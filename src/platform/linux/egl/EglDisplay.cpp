@@ -250,12 +250,18 @@ EglDisplay::~EglDisplay() {
 }
 
 bool EglDisplay::reaches(const NativeWindow& window) const {
-  return connection_ && connection_->isAlive() && window.display == server_ && window.visual == visual_;
+  return connection_ && isAlive() && window.display == server_ && window.visual == visual_;
+}
+
+bool EglDisplay::isAlive() const { return !connection_ || connection_->isAlive(); }
+
+void EglDisplay::flush() const {
+  if (connection_) connection_->flush();
 }
 
 std::string EglDisplay::lossOf(const NativeWindow& window) const {
   if (connection_->hasWindow(window.window)) return {};
-  return connection_->isAlive() ? "it was destroyed" : "its X server is gone";
+  return isAlive() ? "it was destroyed" : "its X server is gone";
 }
 
 EglContextHandle EglDisplay::makeContext(EGLint& error) const {

@@ -53,6 +53,10 @@ class EglDisplay {
   [[nodiscard]] EGLConfig config() const { return config_; }
   /// Whether contexts of this display can draw in windows of the same server and visual.
   [[nodiscard]] bool reaches(const NativeWindow& window) const;
+  /// False once a loss of the windows' server was noticed. Asks nobody.
+  [[nodiscard]] bool isAlive() const;
+  /// Sends the server what waits to be sent.
+  void flush() const;
   /// Asks the server for one of its windows. Empty, or what became of it: destroyed, or its server is gone.
   [[nodiscard]] std::string lossOf(const NativeWindow& window) const;
   /// Empty when the driver refuses; `error` then says why.

@@ -46,7 +46,13 @@ EGLint EglWindow::show(const OffscreenSurface& pictures, int swapInterval) {
     return eglGetError();
   }
   pictures.paintPresented({width, height});
-  return eglSwapBuffers(display_->get(), surface_) ? EGL_SUCCESS : eglGetError();
+  // The asking may have shown that the server is gone. Mesa's software driver counts to two thousand million
+  // when it swaps on a connection that is known to be broken.
+  if (!display_->isAlive()) return EGL_BAD_NATIVE_WINDOW;
+  if (!eglSwapBuffers(display_->get(), surface_)) return eglGetError();
+  // Not every driver does, and the picture would wait for the next one.
+  display_->flush();
+  return EGL_SUCCESS;
 }
 
 }  // namespace QelUtilVideo

@@ -60,6 +60,11 @@ int PrivateConnection::depthOf(std::uint32_t visual) const {
   return 0;
 }
 
+void PrivateConnection::flush() const {
+  const NoPipeSignal noSignal;
+  xcb_flush(connection_.get());
+}
+
 bool PrivateConnection::hasWindow(std::uint32_t window) const {
   const NoPipeSignal noSignal;
   xcb_generic_error_t* error = nullptr;

@@ -26,6 +26,8 @@ class PrivateConnection {
   [[nodiscard]] bool isAlive() const;
   /// Bits per pixel of windows of this visual; 0 when the server has no such visual.
   [[nodiscard]] int depthOf(std::uint32_t visual) const;
+  /// Sends what waits to be sent.
+  void flush() const;
   /// Asks the server. Takes what the server has complained of meanwhile off the connection, where it would
   /// pile up.
   [[nodiscard]] bool hasWindow(std::uint32_t window) const;
