@@ -35,6 +35,8 @@ RULES = [
      "the shared part of render does not see the backends"),
     (r"^src/render/opengl/", lambda name, quoted: name.startswith("render/metal/"), "backends do not see each other"),
     (r"^src/render/metal/", lambda name, quoted: name.startswith("render/opengl/"), "backends do not see each other"),
+    (r"^src/(?!catalogue/)", lambda name, quoted: name.startswith("catalogue/"),
+     "what is published does not know the catalogue"),
     (r"^src/catalogue/", lambda name, quoted: quoted and not name.startswith("catalogue/"),
      "the catalogue sees only what it publishes, the public headers"),
     (r"^src/(log|qelkit)/", lambda name, quoted: re.match(r"(capture|render)/", name),
@@ -49,12 +51,12 @@ RULES = [
     (r"^src/platform/linux/(?P<part>[^/]+)/",
      None, "parts of the Linux layer share only core"),
     (r"^(apps|examples)/",
-     lambda name, quoted: re.match(r"(platform|capture|render|log|qelkit)/", name) or "../" in name,
+     lambda name, quoted: re.match(r"(platform|capture|render|log|qelkit|catalogue)/", name) or "../" in name,
      "programs see only include/"),
     (r"^apps/",
      lambda name, quoted: SYSTEM_LIBRARY.match(name) and not re.match(r"(CLI|nlohmann)/", name),
      "qelvideo stands on the library alone"),
-    (r"^tests/public/", lambda name, quoted: re.match(r"(platform|capture|render|log|qelkit)/|support/simulated/", name),
+    (r"^tests/public/", lambda name, quoted: re.match(r"(platform|capture|render|log|qelkit|catalogue)/|support/simulated/", name),
      "these tests see only include/"),
 ]
 

@@ -55,7 +55,7 @@ VideoView::VideoView(std::shared_ptr<NSWindow> window, const ViewOptions& option
   view_->setRotateAnimationEnabled(options.animates);
   view_->setBlurRadius(options.blurRadius);
   view_->setImageBuffer(frames_->container());
-  view_->addContentSizeObserver([](CGSize) { HostLoop::wake(); });
+  static_cast<void>(view_->addContentSizeObserver([](CGSize) { HostLoop::wake(); }));
   window_->contentView()->addSubview(view_);
 }
 

@@ -79,12 +79,14 @@ class QEL_EXPORT RenderView final : public NSView {
   [[nodiscard]] CGSize contentSize() const { return contentSize_; }
   using ContentSizeObserver = std::function<void(CGSize)>;
   using ObserverToken = std::uint64_t;
-  /// Calls `observer` on the main thread after each assignment of `contentSize`, in the order in which
-  /// observers were added. An observer may add and remove observers, itself too, and change the view; what
-  /// it throws goes to the system log, and the others are still told. Returns what
-  /// `removeContentSizeObserver` takes; one that is empty is never called.
-  ObserverToken addContentSizeObserver(ContentSizeObserver observer);
-  /// The observer is not called any more. An unknown token does nothing.
+  /// Calls `observer` on the main thread after each assignment of `contentSize`, with the size as it is at
+  /// that moment, in the order in which observers were added. An observer may add and remove observers,
+  /// itself too, change the view, and run the main loop; what it throws goes to the system log, and the
+  /// others are still told. Returns what `removeContentSizeObserver` takes; drop it for an observer that
+  /// lasts as long as the view. One that is empty is never called.
+  [[nodiscard]] ObserverToken addContentSizeObserver(ContentSizeObserver observer);
+  /// The observer is not called any more, by an assignment under way either; one that is running ends
+  /// first. An unknown token does nothing.
   void removeContentSizeObserver(ObserverToken token);
 
   void setHidden(bool hidden) override;
@@ -103,7 +105,8 @@ class QEL_EXPORT RenderView final : public NSView {
 
   CGSize contentSize_;
   std::shared_ptr<RenderViewImpl> renderView_;
-  std::map<ObserverToken, ContentSizeObserver> observers_;  ///< tokens grow
+  /// Tokens grow. Shared, so that one that removes itself outlives its own call.
+  std::map<ObserverToken, std::shared_ptr<const ContentSizeObserver>> observers_;
   ObserverToken lastToken_ = 0;
 };
 

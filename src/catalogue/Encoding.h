@@ -13,6 +13,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace QelUtilVideo {
@@ -21,14 +22,20 @@ class CVPixelBuffer;
 
 namespace QelUtilVideo::catalogue {
 
-/// The name under which objects of a class are known outside; specialised for each class that may occur in
-/// a published member, so that one without a name does not compile.
 template <class T>
-struct ObjectName;
+struct Unnamed;
+
+/// The name under which objects of a class are known outside, a protocol's in angle brackets. There is one
+/// for each class that occurs in what is published (Names.h); any other does not compile.
+template <class T>
+inline constexpr std::string_view objectName = Unnamed<T>::name;
 
 /// How a type is written: in full, where an object comes with its class, and plainly, where it does not.
 template <class T>
 struct Encoding;
+
+/// Bytes of a pointer in the processes that encodings speak of.
+inline constexpr std::size_t pointerSize = 8;
 
 template <std::size_t Size>
 struct ScalarEncoding {
@@ -55,9 +62,12 @@ struct Encoding<std::uint32_t> : ScalarEncoding<sizeof(std::uint32_t)> {
   static constexpr std::string_view full = "I", plain = full;
 };
 template <>
-struct Encoding<DeviceType> : ScalarEncoding<sizeof(DeviceType)> {
+struct Encoding<std::int64_t> : ScalarEncoding<sizeof(std::int64_t)> {
   static constexpr std::string_view full = "q", plain = full;
 };
+/// An enumeration is the number that stands for it.
+template <>
+struct Encoding<DeviceType> : Encoding<std::underlying_type_t<DeviceType>> {};
 template <>
 struct Encoding<float> : ScalarEncoding<sizeof(float)> {
   static constexpr std::string_view full = "f", plain = full;
@@ -75,22 +85,22 @@ struct Encoding<CGRect> : ScalarEncoding<sizeof(CGRect)> {
   static constexpr std::string_view full = "{CGRect={CGPoint=dd}{CGSize=dd}}", plain = full;
 };
 template <>
-struct Encoding<std::shared_ptr<CVPixelBuffer>> : ScalarEncoding<sizeof(void*)> {
+struct Encoding<std::shared_ptr<CVPixelBuffer>> : ScalarEncoding<pointerSize> {
   static constexpr std::string_view full = "^{__CVBuffer=}", plain = full;
 };
 /// Where an error is put for the caller.
 template <>
-struct Encoding<NSError*> : ScalarEncoding<sizeof(void*)> {
+struct Encoding<NSError*> : ScalarEncoding<pointerSize> {
   static constexpr std::string_view full = "^@", plain = full;
 };
 
 /// An object, whatever the C++ declaration passes it by.
 template <class T>
 struct ObjectEncoding {
-  static constexpr std::size_t size = sizeof(void*);
+  static constexpr std::size_t size = pointerSize;
   static constexpr bool isObject = true;
   static constexpr std::string_view plain = "@";
-  static constexpr Text text = Text("@\"").add(ObjectName<T>::name).add("\"");
+  static constexpr Text text = Text("@\"").add(objectName<T>).add("\"");
   static constexpr std::string_view full = text.view();
 };
 template <class T>

@@ -1,19 +1,7 @@
 #include <QelUtilVideo/ObjectRuntime.h>
 
 #include "catalogue/Members.h"
-
-#include <QelKit/QelVideoImageBuffer.h>
-#include <QelUtilVideo/Capturable.h>
-#include <QelUtilVideo/CapturableCamera.h>
-#include <QelUtilVideo/CapturableOutputDelegate.h>
-#include <QelUtilVideo/CapturableScreen.h>
-#include <QelUtilVideo/CapturableWindow.h>
-#include <QelUtilVideo/CapturableWindowManager.h>
-#include <QelUtilVideo/RenderView.h>
-#include <QelUtilVideo/RenderViewDelegate.h>
-#include <QelUtilVideo/platform/NSCoder.h>
-#include <QelUtilVideo/platform/NSColor.h>
-#include <QelUtilVideo/platform/NotificationCenter.h>
+#include "catalogue/Names.h"
 
 #include <algorithm>
 #include <array>
@@ -21,86 +9,6 @@
 namespace QelUtilVideo {
 
 namespace catalogue {
-
-// ── Names ─────────────────────────────────────────────────────────────────────────────────────────
-
-template <>
-struct ObjectName<std::string> {
-  static constexpr std::string_view name = "NSString";
-};
-template <class T>
-struct ObjectName<std::vector<T>> {
-  static constexpr std::string_view name = "NSArray";
-};
-template <>
-struct ObjectName<NSError> {
-  static constexpr std::string_view name = "NSError";
-};
-template <>
-struct ObjectName<Dictionary> {
-  static constexpr std::string_view name = "NSDictionary";
-};
-template <>
-struct ObjectName<NSObject> {
-  static constexpr std::string_view name = "NSObject";
-};
-template <>
-struct ObjectName<NSScreen> {
-  static constexpr std::string_view name = "NSScreen";
-};
-template <>
-struct ObjectName<NSImage> {
-  static constexpr std::string_view name = "NSImage";
-};
-template <>
-struct ObjectName<NSColor> {
-  static constexpr std::string_view name = "NSColor";
-};
-template <>
-struct ObjectName<NSCoder> {
-  static constexpr std::string_view name = "NSCoder";
-};
-template <>
-struct ObjectName<NSNotification> {
-  static constexpr std::string_view name = "NSNotification";
-};
-template <>
-struct ObjectName<AVCaptureDevice> {
-  static constexpr std::string_view name = "AVCaptureDevice";
-};
-template <>
-struct ObjectName<AVCaptureSession> {
-  static constexpr std::string_view name = "AVCaptureSession";
-};
-template <>
-struct ObjectName<AVCaptureInput> {
-  static constexpr std::string_view name = "AVCaptureInput";
-};
-template <>
-struct ObjectName<AVCaptureVideoDataOutput> {
-  static constexpr std::string_view name = "AVCaptureVideoDataOutput";
-};
-template <>
-struct ObjectName<QelKit::QelVideoImageBuffer> {
-  static constexpr std::string_view name = "QelVideoImageBuffer";
-};
-template <>
-struct ObjectName<RenderView> {
-  static constexpr std::string_view name = "QelUtilVideoRenderView";
-};
-// Protocols stand in angle brackets.
-template <>
-struct ObjectName<Capturable> {
-  static constexpr std::string_view name = "<QelUtilVideoCapturable>";
-};
-template <>
-struct ObjectName<CapturableOutputDelegate> {
-  static constexpr std::string_view name = "<QelUtilVideoCapturableOutputDelegate>";
-};
-template <>
-struct ObjectName<RenderViewDelegate> {
-  static constexpr std::string_view name = "<QelUtilVideoRenderViewDelegate>";
-};
 
 namespace {
 
@@ -188,18 +96,16 @@ constexpr std::array renderView{
 
 // ── Classes and protocols ─────────────────────────────────────────────────────────────────────────
 
-using Kind = PublishedType::Kind;
-
-constexpr std::array<PublishedType, 8> types{{
-    {Kind::protocol, "QelUtilVideoCapturable", "NSObject", capturable},
-    {Kind::protocol, "QelUtilVideoCapturableScreen", "QelUtilVideoCapturable", capturableScreen},
-    {Kind::protocol, "QelUtilVideoCapturableWindow", "QelUtilVideoCapturable", capturableWindow},
-    {Kind::protocol, "QelUtilVideoCapturableCamera", "QelUtilVideoCapturable", capturableCamera},
-    {Kind::protocol, "QelUtilVideoCapturableOutputDelegate", "", outputDelegate},
-    {Kind::protocol, "QelUtilVideoRenderViewDelegate", "", renderViewDelegate},
-    {Kind::classType, "QelUtilVideoCapturableWindowManager", "NSObject", windowManager},
-    {Kind::classType, "QelUtilVideoRenderView", "NSView", renderView},
-}};
+constexpr std::array types{
+    published<Capturable, NSObject>(capturable),
+    published<CapturableScreen, Capturable>(capturableScreen),
+    published<CapturableWindow, Capturable>(capturableWindow),
+    published<CapturableCamera, Capturable>(capturableCamera),
+    published<CapturableOutputDelegate>(outputDelegate),
+    published<RenderViewDelegate>(renderViewDelegate),
+    published<CapturableWindowManager, NSObject>(windowManager),
+    published<RenderView, NSView>(renderView),
+};
 
 }  // namespace
 }  // namespace catalogue

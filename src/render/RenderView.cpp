@@ -108,11 +108,14 @@ void RenderView::setRotateAnimationEnabled(bool enabled) { renderView_->setRotat
 
 RenderView::ObserverToken RenderView::addContentSizeObserver(ContentSizeObserver observer) {
   const ObserverToken token = ++lastToken_;
-  if (observer) observers_.emplace(token, std::move(observer));
+  if (observer) observers_.emplace(token, std::make_shared<const ContentSizeObserver>(std::move(observer)));
   return token;
 }
 
-void RenderView::removeContentSizeObserver(ObserverToken token) { observers_.erase(token); }
+void RenderView::removeContentSizeObserver(ObserverToken token) {
+  // Destroyed when the map is whole again: what the observer holds may end with calls to this view.
+  const auto removed = observers_.extract(token);
+}
 
 void RenderView::setHidden(bool hidden) {
   NSView::setHidden(hidden);
@@ -123,8 +126,11 @@ void RenderView::setContentSize(CGSize size) {
   contentSize_ = size;
   const auto toTell = observers_;
   for (const auto& [token, observer] : toTell) {
-    // One that was removed by another is not told.
-    if (observers_.contains(token)) callHost("an observer of contentSize", [&] { observer(size); });
+    // One that was removed by another is not told. The size as it is now: an observer that ran the main
+    // loop may have brought a newer one, and nobody is to hear of the older one last.
+    if (observers_.contains(token)) {
+      callHost("an observer of contentSize", [&] { (*observer)(contentSize_); });
+    }
   }
 }
 

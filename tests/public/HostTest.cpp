@@ -79,7 +79,7 @@ TEST(Host, anOffscreenViewShowsItsFrameAndItsBackground) {
   const auto view = RenderView::make(window->contentView()->bounds());
   const auto frames = std::make_shared<QelKit::QelVideoImageBuffer>();
   std::vector<CGSize> sizes;
-  view->addContentSizeObserver([&](CGSize size) { sizes.push_back(size); });
+  static_cast<void>(view->addContentSizeObserver([&](CGSize size) { sizes.push_back(size); }));
   view->setFitInBounds(true);
   view->setBackgroundColor(NSColor::deviceRGB(1, 0, 0));
   view->setImageBuffer(frames);

@@ -16,8 +16,11 @@
 namespace QelUtilVideo {
 namespace {
 
+using testing::AllOf;
+using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::SizeIs;
 
 class BadlyDescribedSource final : public RenderViewDataSource {
  public:
@@ -33,6 +36,15 @@ class Archive final : public NSCoder {
   bool hidden = false;
   std::optional<CGRect> decodeRect(std::string_view) override { return frame; }
   bool decodeBool(std::string_view) override { return hidden; }
+};
+
+/// Who may assign a content size.
+struct Backend : RenderViewImpl {
+  using RenderViewImpl::assignContentSize;
+};
+template <class View>
+concept LetsTheHostAssign = requires(View& view) {
+  view.setContentSize(CGSize{});
 };
 
 using RenderViewTest = RenderStage;
@@ -114,6 +126,43 @@ TEST_F(RenderViewTest, deviceTypeAndItsCasesAreOneSetting) {
   EXPECT_EQ(view->deviceType(), std::nullopt);
   EXPECT_EQ(makeDeviceType(-2), std::nullopt);
   EXPECT_EQ(makeDeviceType(-1), DeviceType::unspecified);
+}
+
+TEST_F(RenderViewTest, everyObserverHearsOfTheContentSizeInOrderWhateverTheOthersDo) {
+  static_assert(!LetsTheHostAssign<RenderView>);
+  std::vector<std::string> heard;
+  const auto hear = [&](const std::string& who, CGSize size) {
+    heard.push_back(who + " " + std::to_string(static_cast<int>(size.width)));
+  };
+  RenderView::ObserverToken once = 0, never = 0;
+  static_cast<void>(view->addContentSizeObserver([&](CGSize size) {
+    hear("first", size);
+    if (size.width == 1) Backend::assignContentSize(*view, {2, 2});
+    throw std::runtime_error("no room");
+  }));
+  // What it holds ends with a call to the view, while the view lets go of it.
+  std::shared_ptr<void> farewell(nullptr, [&](void*) { view->removeContentSizeObserver(never); });
+  once = view->addContentSizeObserver([&, held = std::move(farewell)](CGSize size) {
+    hear("once", size);
+    view->removeContentSizeObserver(once);
+    view->removeContentSizeObserver(never);
+    static_cast<void>(view->addContentSizeObserver([&](CGSize later) { hear("added", later); }));
+    hear("still", size);
+  });
+  never = view->addContentSizeObserver([&](CGSize size) { hear("never", size); });
+  static_cast<void>(view->addContentSizeObserver([&](CGSize size) { hear("last", size); }));
+  view->removeContentSizeObserver(view->addContentSizeObserver(nullptr));
+  view->removeContentSizeObserver(1234);
+
+  // The first observer brings a newer size before the others heard of the older one.
+  Backend::assignContentSize(*view, {1, 1});
+  EXPECT_THAT(heard, ElementsAre("first 1", "first 2", "once 2", "still 2", "last 2", "last 2"));
+  heard.clear();
+  Backend::assignContentSize(*view, {3, 3});
+  EXPECT_THAT(heard, ElementsAre("first 3", "last 3", "added 3"));
+  EXPECT_EQ(view->contentSize(), (CGSize{3, 3}));
+  EXPECT_THAT(machine->systemLog().troubles(),
+              AllOf(SizeIs(3), Each(HasSubstr("an observer of contentSize threw: no room"))));
 }
 
 // ── Sources ───────────────────────────────────────────────────────────────────────────────────────
