@@ -72,7 +72,8 @@ class Desktop {
     const std::array<std::uint32_t, 4> values{0xFFFFFFFF, 0, 1, colormap};
     perform(xcb_create_window_checked(
         connection_.get(), static_cast<std::uint8_t>(depth ? depth : screen_->root_depth), window,
-        parent ? parent : screen_->root, parent ? 0 : std::exchange(nextX_, nextX_ + 320) % 1920, 0,
+        parent ? parent : screen_->root,
+        static_cast<std::int16_t>(parent ? 0 : std::exchange(nextX_, nextX_ + 320) % 1920), 0,
         static_cast<std::uint16_t>(size.width), static_cast<std::uint16_t>(size.height), 0,
         XCB_WINDOW_CLASS_INPUT_OUTPUT, visual,
         XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP, values.data()));
