@@ -320,6 +320,7 @@ TEST_F(Windows, speakWithTheWindowManagerAsTheConventionsWantIt) {
   const xcb_configure_notify_event_t refusal{XCB_CONFIGURE_NOTIFY, 0, 0, id, id, 0, 35, 35, 50, 40, 0, 0, 0};
   xcb_send_event(other_->get(), 0, id, XCB_EVENT_MASK_STRUCTURE_NOTIFY,
                  reinterpret_cast<const char*>(&refusal));
+  other_->sync();
   settle();
   EXPECT_THAT(client_->take(), ElementsAre("changed")) << "the client counts on another size";
   EXPECT_EQ(window->state().frame.size, (CGSize{50, 40}));
