@@ -17,6 +17,8 @@ add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-s
                     -Wconversion -Wno-sign-conversion -Werror)
 # With -O3, GCC 12 sees overlaps in std::string where there are none (its bug 105651).
 add_compile_options($<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release>>:-Wno-restrict>)
+# xcb's header for keyboards, a C header, has a member called `explicit`.
+add_compile_options($<$<CXX_COMPILER_ID:Clang>:-Wno-keyword-macro>)
 # Each rounding step counts: a multiplication and an addition fused into one would give other results.
 add_compile_options(-ffp-contract=off)
 if(QELUTILVIDEO_SANITIZE)

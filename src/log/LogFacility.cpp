@@ -59,7 +59,7 @@ void LogFacility::write(LogLevel level, const std::string& message, const std::s
 
 void LogFacility::install(std::shared_ptr<const Logger> logger) {
   // The previous logger goes with the parameter, after the lock.
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   installDefaultOnce();
   std::swap(logger_, logger);
 }
@@ -96,7 +96,7 @@ void LogFacility::attempt(const char* what, const std::function<void()>& step) {
 }
 
 std::shared_ptr<const Logger> LogFacility::installedLogger() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   installDefaultOnce();
   return logger_;
 }

@@ -2,6 +2,7 @@
 
 #include "log/Log.h"
 #include "platform/Root.h"
+#include "platform/ThreadSafety.h"
 
 #include <QelUtilVideo/Logger.h>
 
@@ -42,7 +43,7 @@ class LogFacility {
   void attempt(const char* what, const std::function<void()>& step);
 
   [[nodiscard]] std::shared_ptr<const Logger> installedLogger();
-  void installDefaultOnce();
+  void installDefaultOnce() REQUIRES(mutex_);
 
   Platform& platform_;
 
@@ -52,9 +53,9 @@ class LogFacility {
   std::once_flag systemLogOnce_;
   std::shared_ptr<OSLog> systemLog_;
 
-  std::mutex mutex_;
-  bool defaultInstalled_ = false;
-  std::shared_ptr<const Logger> logger_;
+  Mutex mutex_;
+  bool defaultInstalled_ GUARDED_BY(mutex_) = false;
+  std::shared_ptr<const Logger> logger_ GUARDED_BY(mutex_);
 };
 
 }  // namespace QelUtilVideo

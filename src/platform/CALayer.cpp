@@ -9,7 +9,7 @@ namespace QelUtilVideo {
 CALayer::~CALayer() = default;
 
 std::shared_ptr<NSView> CALayer::view() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return view_.lock();
 }
 
@@ -21,7 +21,7 @@ void CALayer::setSurface(std::shared_ptr<ViewSurface> surface) {
 }
 
 void CALayer::setView(std::weak_ptr<NSView> view) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   view_ = std::move(view);
 }
 

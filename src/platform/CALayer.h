@@ -1,11 +1,11 @@
 #pragma once
 
+#include "platform/ThreadSafety.h"
 #include "platform/Views.h"
 
 #include <QelUtilVideo/platform/CGImage.h>
 
 #include <memory>
-#include <mutex>
 
 namespace QelUtilVideo {
 
@@ -51,8 +51,8 @@ class CALayer : public ViewSurfaceClient, public std::enable_shared_from_this<CA
   void setView(std::weak_ptr<NSView> view);
 
   std::shared_ptr<ViewSurface> surface_;
-  mutable std::mutex mutex_;
-  std::weak_ptr<NSView> view_;
+  mutable Mutex mutex_;
+  std::weak_ptr<NSView> view_ GUARDED_BY(mutex_);
 };
 
 }  // namespace QelUtilVideo

@@ -48,13 +48,13 @@ void NSOpenGLLayer::setAsynchronous(bool asynchronous) {
 }
 
 std::shared_ptr<NSOpenGLContext> NSOpenGLLayer::openGLContext() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return context_;
 }
 
 void NSOpenGLLayer::setOpenGLContext(std::shared_ptr<NSOpenGLContext> context) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     std::swap(context_, context);
   }
   updateDriver();

@@ -2,11 +2,11 @@
 
 #include "platform/CALayer.h"
 #include "platform/OpenGL.h"
+#include "platform/ThreadSafety.h"
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 namespace QelUtilVideo {
@@ -77,8 +77,8 @@ class NSOpenGLLayer : public CALayer {
   std::unique_ptr<OpenGLLayerDriver> driver_;
   std::atomic<bool> needsPresentation_ = false;  ///< the display lost pixels since the last presentation
   std::atomic<bool> replacesContext_ = false;    ///< since a loss, until something was drawn again
-  mutable std::mutex mutex_;
-  std::shared_ptr<NSOpenGLContext> context_;
+  mutable Mutex mutex_;
+  std::shared_ptr<NSOpenGLContext> context_ GUARDED_BY(mutex_);
 };
 
 }  // namespace QelUtilVideo

@@ -8,7 +8,7 @@
 namespace QelUtilVideo {
 namespace {
 
-constinit std::mutex makingMutex;
+constinit Mutex makingMutex;
 // Owned, but never destroyed: threads of the library may outlive `main`.
 constinit std::atomic<Root*> rootInForce{nullptr};
 
@@ -25,7 +25,7 @@ Root::~Root() {
 
 Root& Root::current() {
   if (Root* root = rootInForce.load(std::memory_order_acquire)) return *root;
-  const std::lock_guard lock(makingMutex);
+  const MutexLock lock(makingMutex);
   if (Root* root = rootInForce.load(std::memory_order_acquire)) return *root;
   auto made = std::make_unique<Root>(makePlatform());
   rootInForce.store(made.get(), std::memory_order_release);
@@ -33,19 +33,19 @@ Root& Root::current() {
 }
 
 std::unique_ptr<Root> Root::replace(std::unique_ptr<Root> root) {
-  const std::lock_guard lock(makingMutex);
+  const MutexLock lock(makingMutex);
   return std::unique_ptr<Root>(rootInForce.exchange(root.release(), std::memory_order_acq_rel));
 }
 
 Root::Slot& Root::slotFor(std::type_index type) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   std::unique_ptr<Slot>& slot = slots_[type];
   if (!slot) slot = std::make_unique<Slot>();
   return *slot;
 }
 
 void Root::rememberMade(Slot& slot) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   made_.push_back(&slot);
 }
 

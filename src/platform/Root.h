@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Platform.h"
+#include "platform/ThreadSafety.h"
 
 #include <memory>
 #include <mutex>
@@ -51,9 +52,10 @@ class Root {
   void rememberMade(Slot& slot);
 
   std::unique_ptr<Platform> platform_;
-  std::mutex mutex_;
-  std::unordered_map<std::type_index, std::unique_ptr<Slot>> slots_;
-  std::vector<Slot*> made_;  ///< in the order in which their objects were made; they go in the reverse one
+  Mutex mutex_;
+  std::unordered_map<std::type_index, std::unique_ptr<Slot>> slots_ GUARDED_BY(mutex_);
+  /// In the order in which their objects were made; they go in the reverse one.
+  std::vector<Slot*> made_ GUARDED_BY(mutex_);
 };
 
 /// Writes a record of the platform layer's own troubles to the system log, category "platform"; never

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <mutex>
+#include "platform/ThreadSafety.h"
+
 #include <utility>
 
 namespace QelUtilVideo {
@@ -19,23 +20,23 @@ class Synchronised {
 
   template <class F>
   decltype(auto) with(F&& function) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return std::forward<F>(function)(value_);
   }
   template <class F>
   decltype(auto) with(F&& function) const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return std::forward<F>(function)(value_);
   }
   /// A copy of the whole value.
   [[nodiscard]] T copy() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return value_;
   }
 
  private:
-  mutable std::mutex mutex_;
-  T value_{};
+  mutable Mutex mutex_;
+  T value_ GUARDED_BY(mutex_){};
 };
 
 }  // namespace QelUtilVideo

@@ -129,7 +129,7 @@ void RenderView::setContentSize(CGSize size) {
     // One that was removed by another is not told. The size as it is now: an observer that ran the main
     // loop may have brought a newer one, and nobody is to hear of the older one last.
     if (observers_.contains(token)) {
-      callHost("an observer of contentSize", [&] { (*observer)(contentSize_); });
+      callHost("an observer of contentSize", [this, &told = observer] { (*told)(contentSize_); });
     }
   }
 }

@@ -68,7 +68,7 @@ OpenGLRenderView::~OpenGLRenderView() {
 }
 
 bool OpenGLRenderView::canDraw() {
-  const std::lock_guard drawing(drawing_);
+  const MutexLock drawing(drawing_);
   switch (renderContext_.drawReason(*this)) {
     case RenderContext::DrawReason::resized:
       redraw_ = redrawsAfterResize;
@@ -93,7 +93,7 @@ void OpenGLRenderView::finalize() {
   // A lost one took everything with it, the picture included.
   if (!lockable) return drawAgain();
   const ContextLock lock(lockable);
-  const std::lock_guard drawing(drawing_);
+  const MutexLock drawing(drawing_);
   if (!isPrepared(context) || !context->makeCurrentContext()) return;
   renderContext_.release();
   preparedContext_.with([](auto& prepared) { prepared.reset(); });
@@ -217,7 +217,7 @@ bool OpenGLRenderView::draw(const std::shared_ptr<NSOpenGLContext>& context) {
   const CGLContextObj lockable = context->cglContextObj();
   if (!lockable) return false;
   const ContextLock lock(lockable);
-  const std::lock_guard drawing(drawing_);
+  const MutexLock drawing(drawing_);
 
   // Read once: a resize from here on is a reason to draw at the next refresh.
   const Geometry::Size viewport = RenderContext::viewportSize(*this);

@@ -2,13 +2,13 @@
 
 #include "platform/OpenGL.h"
 #include "platform/Synchronised.h"
+#include "platform/ThreadSafety.h"
 #include "render/RenderViewImpl.h"
 #include "render/opengl/RenderContext.h"
 
 #include <QelUtilVideo/platform/NSView.h>
 
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace QelUtilVideo {
@@ -89,8 +89,8 @@ class OpenGLRenderView final : public NSView, public RenderViewImpl {
   Synchronised<std::weak_ptr<NSOpenGLContext>> preparedContext_;
   /// Guards what follows, but for the settings. Taken after a context's lock; recursive, since the host
   /// is called under it.
-  std::recursive_mutex drawing_;
-  int redraw_ = 0;  ///< further refreshes to draw without a reason
+  RecursiveMutex drawing_;
+  int redraw_ GUARDED_BY(drawing_) = 0;  ///< further refreshes to draw without a reason
   RenderContext renderContext_;
 };
 

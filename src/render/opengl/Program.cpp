@@ -15,7 +15,7 @@ constexpr GLsizei vertexStride = 4 * sizeof(float);
 constexpr std::size_t texcoordOffset = 2 * sizeof(float);
 
 /// Offsets into the bound buffer travel in a pointer.
-const void* bufferOffset(std::size_t offset) { return static_cast<const std::byte*>(nullptr) + offset; }
+const void* bufferOffset(std::size_t offset) { return reinterpret_cast<const void*>(offset); }
 
 /// The text of an info log of `length` bytes, which `fetch` writes.
 template <class Fetch>

@@ -60,7 +60,7 @@ EventLoop::~EventLoop() = default;
 bool EventLoop::watch(int fd, std::function<void()> handler) {
   settleMainThread();
   auto shared = std::make_shared<const Handler>(std::move(handler));
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (!addTo(epoll_.get(), fd)) return false;
   std::swap(watched_[fd], shared);
   return true;
@@ -68,7 +68,7 @@ bool EventLoop::watch(int fd, std::function<void()> handler) {
 
 void EventLoop::unwatch(int fd) {
   std::shared_ptr<const Handler> released;
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   const auto found = watched_.find(fd);
   if (found == watched_.end()) return;
   released = std::move(found->second);
@@ -91,7 +91,7 @@ bool EventLoop::isMainThread() const {
 void EventLoop::run() {
   if (!isMainThread()) return;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     runs_ += 1;
     updateWake();
   }
@@ -100,7 +100,7 @@ void EventLoop::run() {
 
 void EventLoop::stop() {
   settleMainThread();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   stops_ = std::min(stops_ + 1, std::max(runs_, 1));
   updateWake();
 }
@@ -116,7 +116,7 @@ void EventLoop::dispatchPending() {
 
 void EventLoop::async(std::function<void()> block) {
   settleMainThread();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   blocks_.push_back(std::move(block));
   updateWake();
 }
@@ -128,7 +128,7 @@ void EventLoop::after(double seconds, std::function<void()> block) {
 TimerClock::Token EventLoop::start(double delay, double interval, double leeway,
                                    std::function<void()> fired) {
   settleMainThread();
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   const Token token =
       timers_.add(std::chrono::steady_clock::now(), delay, interval, leeway, std::move(fired));
   armTimer();
@@ -137,7 +137,7 @@ TimerClock::Token EventLoop::start(double delay, double interval, double leeway,
 
 void EventLoop::stop(Token token) {
   TimerTable::Function released;
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   released = timers_.remove(token);
   armTimer();
 }
@@ -161,15 +161,15 @@ void EventLoop::turn(Wait wait) {
 }
 
 bool EventLoop::waitWithoutDescriptors(Wait wait) {
-  std::unique_lock lock(mutex_);
+  const MutexLock lock(mutex_);
   for (;;) {
     const auto wakeTime = timers_.wakeTime();
     if (wakeTime && *wakeTime <= std::chrono::steady_clock::now()) return true;
     if (wait == Wait::no || isWakeSet_) return false;
     if (wakeTime) {
-      changed_.wait_until(lock, *wakeTime);
+      changed_.wait_until(mutex_, *wakeTime);
     } else {
-      changed_.wait(lock);
+      changed_.wait(mutex_);
     }
   }
 }
@@ -177,7 +177,7 @@ bool EventLoop::waitWithoutDescriptors(Wait wait) {
 void EventLoop::serve(int fd) {
   std::shared_ptr<const Handler> handler;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     const auto found = watched_.find(fd);
     if (found == watched_.end()) return;
     handler = found->second;
@@ -191,7 +191,7 @@ void EventLoop::fireTimers() {
 }
 
 std::optional<TimerTable::Function> EventLoop::takeTimer(TimerTable::Time now) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   auto due = timers_.takeDue(now);
   armTimer();
   return due;
@@ -200,7 +200,7 @@ std::optional<TimerTable::Function> EventLoop::takeTimer(TimerTable::Time now) {
 void EventLoop::runBlocks(Wait wait) {
   std::size_t ready = 0;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     ready = blocks_.size();
   }
   for (; ready > 0; --ready) {
@@ -211,7 +211,7 @@ void EventLoop::runBlocks(Wait wait) {
 }
 
 std::optional<EventLoop::Handler> EventLoop::takeBlock(Wait wait) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   // A nested turn may have taken some.
   if (blocks_.empty() || (wait == Wait::yes && stops_ > 0)) return std::nullopt;
   std::optional<Handler> block(std::move(blocks_.front()));
@@ -221,7 +221,7 @@ std::optional<EventLoop::Handler> EventLoop::takeBlock(Wait wait) {
 }
 
 bool EventLoop::takeStop() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (stops_ == 0) return false;
   stops_ -= 1;
   runs_ -= 1;

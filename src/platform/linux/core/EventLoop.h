@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/CallSafely.h"
+#include "platform/ThreadSafety.h"
 #include "platform/TimerSource.h"
 #include "platform/linux/core/TimerTable.h"
 #include "platform/linux/core/UniqueFD.h"
@@ -8,12 +9,10 @@
 #include <QelUtilVideo/platform/MainLoop.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <thread>
 
@@ -69,9 +68,9 @@ class EventLoop final : public MainLoop, public TimerClock {
   std::optional<Handler> takeBlock(Wait wait);
   /// Ends the innermost run if it was asked to end.
   bool takeStop();
-  // Under the lock, after each change of what they follow.
-  void updateWake();
-  void armTimer();
+  // After each change of what they follow.
+  void updateWake() REQUIRES(mutex_);
+  void armTimer() REQUIRES(mutex_);
 
   TroubleHandler trouble_;
   UniqueFD epoll_;
@@ -81,14 +80,15 @@ class EventLoop final : public MainLoop, public TimerClock {
   mutable std::atomic<bool> settled_{false};
   std::atomic<std::thread::id> boundThread_{};
 
-  std::mutex mutex_;
-  std::condition_variable changed_;  ///< says what the descriptors say, for a loop that has none
-  int runs_ = 0;                     ///< calls of `run` under way, one inside the other
-  int stops_ = 0;  ///< asked for and not taken, at most one for each run, or one for the next
-  bool isWakeSet_ = false;
-  std::deque<Handler> blocks_;
-  std::map<int, std::shared_ptr<const Handler>> watched_;
-  TimerTable timers_;
+  Mutex mutex_;
+  ConditionVariable changed_;        ///< says what the descriptors say, for a loop that has none
+  int runs_ GUARDED_BY(mutex_) = 0;  ///< calls of `run` under way, one inside the other
+  int stops_ GUARDED_BY(mutex_) =
+      0;  ///< asked for and not taken, at most one for each run, or one for the next
+  bool isWakeSet_ GUARDED_BY(mutex_) = false;
+  std::deque<Handler> blocks_ GUARDED_BY(mutex_);
+  std::map<int, std::shared_ptr<const Handler>> watched_ GUARDED_BY(mutex_);
+  TimerTable timers_ GUARDED_BY(mutex_);
 };
 
 }  // namespace QelUtilVideo

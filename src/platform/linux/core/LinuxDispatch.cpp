@@ -1,16 +1,39 @@
 #include "platform/linux/core/LinuxDispatch.h"
 
 #include "platform/DataAddSource.h"
+#include "platform/ThreadSafety.h"
 #include "platform/linux/core/SerialQueue.h"
 #include "platform/linux/core/TimerThread.h"
 
-#include <condition_variable>
 #include <exception>
 #include <mutex>
 #include <utility>
 
 namespace QelUtilVideo {
 namespace {
+
+/// How a block ended that another thread waits for.
+class Outcome {
+ public:
+  void set(std::exception_ptr exception) {
+    const MutexLock lock(mutex_);
+    exception_ = std::move(exception);
+    isSet_ = true;
+    changed_.notify_one();
+  }
+  /// What the block threw; null: nothing.
+  std::exception_ptr wait() {
+    const MutexLock lock(mutex_);
+    while (!isSet_) changed_.wait(mutex_);
+    return exception_;
+  }
+
+ private:
+  Mutex mutex_;
+  ConditionVariable changed_;
+  bool isSet_ GUARDED_BY(mutex_) = false;
+  std::exception_ptr exception_ GUARDED_BY(mutex_);
+};
 
 /// The event loop's blocks, seen as a queue.
 class MainQueue final : public DispatchQueue {
@@ -26,23 +49,17 @@ class MainQueue final : public DispatchQueue {
       deadlocked_(label_);
       return block();
     }
-    std::mutex mutex;
-    std::condition_variable ended;
-    bool done = false;
-    std::exception_ptr exception;
+    Outcome outcome;
     loop_->async([&] {
+      std::exception_ptr exception;
       try {
         block();
       } catch (...) {
         exception = std::current_exception();
       }
-      const std::lock_guard lock(mutex);
-      done = true;
-      ended.notify_one();
+      outcome.set(std::move(exception));
     });
-    std::unique_lock lock(mutex);
-    ended.wait(lock, [&] { return done; });
-    if (exception) std::rethrow_exception(exception);
+    if (const std::exception_ptr exception = outcome.wait()) std::rethrow_exception(exception);
   }
 
  private:

@@ -77,9 +77,9 @@ std::string timeOfDay() {
 /// The one socket of the process. Records carry their address, so a reader that is restarted is found.
 class LinuxSystemLog::Sender {
  public:
-  Sender(std::string journalSocket, std::string syslogSocket)
-      : journalSocket_(std::move(journalSocket)),
-        syslogSocket_(std::move(syslogSocket)),
+  Sender(std::string journal, std::string syslog)
+      : journalSocket_(std::move(journal)),
+        syslogSocket_(std::move(syslog)),
         socket_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {}
 
   void send(const std::string& subsystem, const std::string& category, os_log_type_t type,

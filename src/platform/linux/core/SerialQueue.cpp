@@ -1,7 +1,8 @@
 #include "platform/linux/core/SerialQueue.h"
 
+#include "platform/ThreadSafety.h"
+
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <thread>
@@ -25,7 +26,7 @@ class SerialQueue::State : public std::enable_shared_from_this<State> {
 
   void async(Block block) {
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       waiting_.push_back({std::move(block), nullptr});
       if (std::exchange(held_, true)) return;
     }
@@ -43,9 +44,9 @@ class SerialQueue::State : public std::enable_shared_from_this<State> {
   }
 
  private:
-  /// A caller of `sync`, on its own stack.
+  /// A caller of `sync`, on its own stack; touched under the queue's lock.
   struct Caller {
-    std::condition_variable called;
+    ConditionVariable called;
     bool hasTurn = false;
   };
   struct Entry {
@@ -67,11 +68,11 @@ class SerialQueue::State : public std::enable_shared_from_this<State> {
   };
 
   void waitForTurn() {
-    std::unique_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!std::exchange(held_, true)) return;
     Caller caller;
     waiting_.push_back({nullptr, &caller});
-    caller.called.wait(lock, [&] { return caller.hasTurn; });
+    while (!caller.hasTurn) caller.called.wait(mutex_);
   }
 
   void submitDrain() {
@@ -83,7 +84,7 @@ class SerialQueue::State : public std::enable_shared_from_this<State> {
     for (;;) {
       Block block;
       {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         if (waiting_.empty()) {
           held_ = false;
           return;
@@ -101,7 +102,7 @@ class SerialQueue::State : public std::enable_shared_from_this<State> {
 
   void handOn() {
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       if (waiting_.empty()) {
         held_ = false;
         return;
@@ -111,8 +112,8 @@ class SerialQueue::State : public std::enable_shared_from_this<State> {
     submitDrain();
   }
 
-  /// Under the lock: once it is released, the caller may be gone.
-  void callNext() {
+  /// Once the lock is released, the caller may be gone.
+  void callNext() REQUIRES(mutex_) {
     Caller& caller = *waiting_.front().caller;
     waiting_.pop_front();
     caller.hasTurn = true;
@@ -124,9 +125,9 @@ class SerialQueue::State : public std::enable_shared_from_this<State> {
   const TroubleHandler trouble_;
   const Dispatch::DeadlockHandler deadlocked_;
   std::atomic<std::thread::id> owner_{};  ///< whose block runs now
-  std::mutex mutex_;
-  std::deque<Entry> waiting_;
-  bool held_ = false;
+  Mutex mutex_;
+  std::deque<Entry> waiting_ GUARDED_BY(mutex_);
+  bool held_ GUARDED_BY(mutex_) = false;
 };
 
 SerialQueue::SerialQueue(std::string label, std::shared_ptr<WorkerPool> pool, TroubleHandler trouble,

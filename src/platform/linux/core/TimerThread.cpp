@@ -1,9 +1,9 @@
 #include "platform/linux/core/TimerThread.h"
 
+#include "platform/ThreadSafety.h"
 #include "platform/linux/core/TimerTable.h"
 #include "platform/linux/core/WorkerPool.h"
 
-#include <condition_variable>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -16,7 +16,7 @@ class TimerThread::State : public std::enable_shared_from_this<State> {
   explicit State(TroubleHandler trouble) : trouble_(trouble), pool_(std::move(trouble)) {}
 
   Token start(double delay, double interval, double leeway, std::function<void()> fired) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     const Token token =
         timers_.add(std::chrono::steady_clock::now(), delay, interval, leeway, std::move(fired));
     changed_.notify_one();
@@ -26,48 +26,47 @@ class TimerThread::State : public std::enable_shared_from_this<State> {
 
   void stop(Token token) {
     TimerTable::Function released;
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     released = timers_.remove(token);
     changed_.notify_one();
   }
 
   void stopAll() {
     TimerTable released;
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     std::swap(released, timers_);
     changed_.notify_one();
   }
 
  private:
   void run() {
-    std::unique_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     while (const auto wake = timers_.wakeTime()) {
       const auto now = std::chrono::steady_clock::now();
       if (now < *wake) {
-        changed_.wait_until(lock, *wake);
+        changed_.wait_until(mutex_, *wake);
       } else {
-        fireDue(lock, now);
+        fireDue(now);
       }
     }
     running_ = false;
   }
 
-  /// Takes and leaves the lock locked; functions are called and let go of without it.
-  void fireDue(std::unique_lock<std::mutex>& lock, TimerTable::Time now) {
+  /// Functions are called and let go of without the lock.
+  void fireDue(TimerTable::Time now) REQUIRES(mutex_) {
     while (std::optional<TimerTable::Function> fired = timers_.takeDue(now)) {
-      lock.unlock();
+      const MutexUnlock unlocked(mutex_);
       callSafely(trouble_, "A timer", *fired);
       fired.reset();
-      lock.lock();
     }
   }
 
   const TroubleHandler trouble_;
   WorkerPool pool_;  ///< its one thread is the timers' own, so that no busy queue delays them
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  TimerTable timers_;
-  bool running_ = false;
+  Mutex mutex_;
+  ConditionVariable changed_;
+  TimerTable timers_ GUARDED_BY(mutex_);
+  bool running_ GUARDED_BY(mutex_) = false;
 };
 
 TimerThread::TimerThread(TroubleHandler trouble) : state_(std::make_shared<State>(std::move(trouble))) {}

@@ -1,12 +1,12 @@
 #include "platform/linux/core/WorkerPool.h"
 
+#include "platform/ThreadSafety.h"
 #include "platform/linux/core/SignalsBlocked.h"
 
 #include <pthread.h>
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -32,7 +32,7 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
   void submit(std::function<void()> task) {
     bool refused = false;
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       tasks_.push_back(std::move(task));
       if (idle_ >= tasks_.size()) {
         changed_.notify_one();
@@ -46,28 +46,25 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
   }
 
   void close() {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     closed_ = true;
     changed_.notify_all();
     stallOrClosed_.notify_all();
   }
 
   [[nodiscard]] std::size_t threadCount() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return threads_;
   }
 
  private:
-  using Lock = std::unique_lock<std::mutex>;
-
-  /// Under the lock.
-  bool startThread(void (State::*loop)(Lock&)) {
+  bool startThread(void (State::*loop)()) REQUIRES(mutex_) {
     try {
       const SignalsBlocked signalsBlocked;
       std::thread([self = shared_from_this(), loop] {
         pthread_setname_np(pthread_self(), "qel-worker");
-        Lock lock(self->mutex_);
-        (self.get()->*loop)(lock);
+        const MutexLock lock(self->mutex_);
+        (self.get()->*loop)();
         self->threads_ -= 1;
       }).detach();
       threads_ += 1;
@@ -78,47 +75,50 @@ class WorkerPool::State : public std::enable_shared_from_this<State> {
     }
   }
 
-  void work(Lock& lock) {
+  void work() REQUIRES(mutex_) {
     do {
-      while (!tasks_.empty()) runOne(lock);
+      while (!tasks_.empty()) runOne();
       idle_ += 1;
-      changed_.wait_for(lock, closed_ ? 0s : idleTime, [this] { return !tasks_.empty() || closed_; });
+      const auto end = std::chrono::steady_clock::now() + idleTime;
+      while (tasks_.empty() && !closed_ && changed_.wait_until(mutex_, end)) {
+      }
       idle_ -= 1;
     } while (!tasks_.empty());
   }
 
-  void watchForStall(Lock& lock) {
+  void watchForStall() REQUIRES(mutex_) {
     std::uint64_t begunBefore = begun_;
     do {
       begunBefore = begun_;
-      stallOrClosed_.wait_for(lock, stallTime, [this] { return closed_; });
+      const auto end = std::chrono::steady_clock::now() + stallTime;
+      while (!closed_ && stallOrClosed_.wait_until(mutex_, end)) {
+      }
     } while (!tasks_.empty() && begun_ != begunBefore);
     watching_ = false;
     if (tasks_.size() > 1 && startThread(&State::watchForStall)) watching_ = true;
-    work(lock);
+    work();
   }
 
-  void runOne(Lock& lock) {
+  void runOne() REQUIRES(mutex_) {
     std::function<void()> task = std::move(tasks_.front());
     tasks_.pop_front();
     begun_ += 1;
-    lock.unlock();
+    const MutexUnlock unlocked(mutex_);
     task();
     task = nullptr;
-    lock.lock();
   }
 
   TroubleHandler trouble_;
   const std::size_t atOnce_ = std::max(4U, std::thread::hardware_concurrency());
-  mutable std::mutex mutex_;
-  std::condition_variable changed_;
-  std::condition_variable stallOrClosed_;
-  std::deque<std::function<void()>> tasks_;
-  std::size_t threads_ = 0;
-  std::size_t idle_ = 0;
-  std::uint64_t begun_ = 0;
-  bool watching_ = false;  ///< a thread watches for a stall
-  bool closed_ = false;
+  mutable Mutex mutex_;
+  ConditionVariable changed_;
+  ConditionVariable stallOrClosed_;
+  std::deque<std::function<void()>> tasks_ GUARDED_BY(mutex_);
+  std::size_t threads_ GUARDED_BY(mutex_) = 0;
+  std::size_t idle_ GUARDED_BY(mutex_) = 0;
+  std::uint64_t begun_ GUARDED_BY(mutex_) = 0;
+  bool watching_ GUARDED_BY(mutex_) = false;  ///< a thread watches for a stall
+  bool closed_ GUARDED_BY(mutex_) = false;
 };
 
 WorkerPool::WorkerPool(TroubleHandler trouble) : state_(std::make_shared<State>(std::move(trouble))) {}

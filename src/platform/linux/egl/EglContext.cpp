@@ -38,7 +38,7 @@ bool EglContext::isAnyCurrent() { return currentContext != nullptr; }
 CGLContextObj EglContext::cglContextObj() { return lost_ ? nullptr : this; }
 
 bool EglContext::makeCurrentContext() {
-  const std::lock_guard guard(mutex_);
+  const MutexLock guard(mutex_);
   const NoPipeSignal noSignal;
   if (!makeCurrent()) return false;
   surface_.bind(size_.copy());
@@ -46,14 +46,14 @@ bool EglContext::makeCurrentContext() {
 }
 
 void EglContext::flushBuffer() {
-  const std::lock_guard guard(mutex_);
+  const MutexLock guard(mutex_);
   if (!isCurrent()) return;
   surface_.present();
   showInWindow();
 }
 
 void EglContext::presentAgain() {
-  const std::lock_guard guard(*this);
+  const Turn turn(*this);
   if (window_ && makeCurrent()) showInWindow();
 }
 
@@ -63,7 +63,7 @@ bool EglContext::setDrawable(const NativeWindow* window) {
 }
 
 bool EglContext::setDrawable(const NativeWindow* window, std::string& reason) {
-  const std::lock_guard guard(*this);
+  const Turn turn(*this);
   if (window_ && window && window_->nativeWindow() == *window) return true;
   leaveWindow();
   if (!window) return true;
@@ -74,7 +74,7 @@ bool EglContext::setDrawable(const NativeWindow* window, std::string& reason) {
 }
 
 void EglContext::setValues(std::int32_t value, std::int32_t parameter) {
-  const std::lock_guard guard(mutex_);
+  const MutexLock guard(mutex_);
   if (parameter == NSOpenGLContextParameterSwapInterval) swapInterval_ = value;
 }
 
@@ -86,7 +86,7 @@ void EglContext::setSurfaceSize(CGSize pixels) {
 
 CGImageRef EglContext::copyPresentedImage() {
   const auto copy = [this] {
-    const std::lock_guard guard(*this);
+    const Turn turn(*this);
     return makeCurrent() ? surface_.copyPresented() : nullptr;
   };
   if (lost_) return nullptr;

@@ -3,6 +3,7 @@
 #include "platform/CallSafely.h"
 #include "platform/OpenGL.h"
 #include "platform/Synchronised.h"
+#include "platform/ThreadSafety.h"
 #include "platform/linux/egl/EglBinding.h"
 #include "platform/linux/egl/EglDisplay.h"
 #include "platform/linux/egl/EglWindow.h"
@@ -10,7 +11,6 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -43,8 +43,9 @@ class EglContext final : public NSOpenGLContext, public CGLContext {
 
   // CGLContext
   /// Threads that wait go first: none waits longer for it than for one that had it when it came.
-  void lock() override;
-  void unlock() override;
+  void lock() override ACQUIRE(mutex_);
+  /// Does nothing on a thread that does not have it, which the analysis cannot know.
+  void unlock() override RELEASE(mutex_) NO_THREAD_SAFETY_ANALYSIS;
 
  private:
   /// What the thread had before this context was made current on it.
@@ -53,18 +54,29 @@ class EglContext final : public NSOpenGLContext, public CGLContext {
     const EglContext* context = nullptr;
   };
 
-  /// On a thread that has the lock.
-  [[nodiscard]] bool makeCurrent();
+  /// Has the lock while it lives.
+  class SCOPED_CAPABILITY Turn {
+   public:
+    explicit Turn(EglContext& context) ACQUIRE(context.mutex_) : context_(context) { context_.lock(); }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() RELEASE() { context_.unlock(); }
+
+   private:
+    EglContext& context_;
+  };
+
+  [[nodiscard]] bool makeCurrent() REQUIRES(mutex_);
   /// Makes it current in its window, or nowhere when that is gone.
-  [[nodiscard]] EGLint bindToThread();
+  [[nodiscard]] EGLint bindToThread() REQUIRES(mutex_);
   [[nodiscard]] EGLint bindToThread(EGLSurface surface);
   /// Gives the thread back what it had before.
-  void releaseFromThread();
-  void showInWindow();
+  void releaseFromThread() REQUIRES(mutex_);
+  void showInWindow() REQUIRES(mutex_);
   /// Where it is current, it stays so without the window.
-  void leaveWindow();
-  void loseWindow(const std::string& loss);
-  void reportRefusal(EGLint error);
+  void leaveWindow() REQUIRES(mutex_);
+  void loseWindow(const std::string& loss) REQUIRES(mutex_);
+  void reportRefusal(EGLint error) REQUIRES(mutex_);
   [[nodiscard]] bool isCurrent() const;
 
   const std::shared_ptr<const EglDisplay> display_;
@@ -73,16 +85,16 @@ class EglContext final : public NSOpenGLContext, public CGLContext {
   std::atomic<bool> lost_ = false;
   Synchronised<OffscreenSurface::Size> size_;
 
-  std::mutex turn_;  ///< held while waiting for the other, which does not know who came first
-  std::recursive_mutex mutex_;
+  Mutex turn_;  ///< held while waiting for the other, which does not know who came first
+  RecursiveMutex mutex_;
   std::atomic<std::thread::id> owner_;
-  int depth_ = 0;
-  OffscreenSurface surface_;
-  std::unique_ptr<EglWindow> window_;  ///< null off screen
-  int swapInterval_ = 1;
-  bool refused_ = false;   ///< the last attempt to make it current failed
-  bool notShown_ = false;  ///< the last attempt to show a picture in the window failed
-  std::optional<Before> before_;
+  int depth_ GUARDED_BY(mutex_) = 0;
+  OffscreenSurface surface_ GUARDED_BY(mutex_);
+  std::unique_ptr<EglWindow> window_ GUARDED_BY(mutex_);  ///< null off screen
+  int swapInterval_ GUARDED_BY(mutex_) = 1;
+  bool refused_ GUARDED_BY(mutex_) = false;   ///< the last attempt to make it current failed
+  bool notShown_ GUARDED_BY(mutex_) = false;  ///< the last attempt to show a picture in the window failed
+  std::optional<Before> before_ GUARDED_BY(mutex_);
 };
 
 }  // namespace QelUtilVideo

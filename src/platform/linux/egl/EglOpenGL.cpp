@@ -41,7 +41,7 @@ std::unique_ptr<OpenGLLayerDriver> EglOpenGL::makeLayerDriver(std::weak_ptr<NSOp
 std::shared_ptr<const EglDisplay> EglOpenGL::display() {
   std::string reasons;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!display_) display_ = EglDisplay::open(reasons);
     if (display_ || std::exchange(reported_, true)) return display_;
   }

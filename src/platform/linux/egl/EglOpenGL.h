@@ -2,9 +2,9 @@
 
 #include "platform/CallSafely.h"
 #include "platform/OpenGL.h"
+#include "platform/ThreadSafety.h"
 
 #include <memory>
-#include <mutex>
 
 namespace QelUtilVideo {
 
@@ -34,9 +34,9 @@ class EglOpenGL final : public OpenGL {
 
   const TroubleHandler trouble_;
   const std::unique_ptr<OpenGLFunctions> functions_;
-  std::mutex mutex_;
-  std::shared_ptr<const EglDisplay> display_;
-  bool reported_ = false;
+  Mutex mutex_;
+  std::shared_ptr<const EglDisplay> display_ GUARDED_BY(mutex_);
+  bool reported_ GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace QelUtilVideo

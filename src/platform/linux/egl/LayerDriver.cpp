@@ -1,6 +1,7 @@
 #include "platform/linux/egl/LayerDriver.h"
 
 #include "platform/NSOpenGLLayer.h"
+#include "platform/ThreadSafety.h"
 #include "platform/linux/core/SignalsBlocked.h"
 
 #include <cxxabi.h>
@@ -10,9 +11,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <condition_variable>
 #include <cstdlib>
-#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -43,7 +42,7 @@ class ExitGate {
   /// order of their registration, and drivers make objects with a life till then whenever they first need
   /// them, as when they compile a shader.
   void closeFirst() {
-    const std::lock_guard lock(registration_);
+    const MutexLock lock(registration_);
     // Takes the handler out of its place, for which it is called.
     isMoving_ = true;
     abi::__cxa_finalize(this);
@@ -55,14 +54,14 @@ class ExitGate {
   template <class Draw>
   bool pass(Draw&& draw) {
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       if (closed_) return false;
       drawing_ += 1;
     }
     isInside_ = true;
     std::forward<Draw>(draw)();
     isInside_ = false;
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     drawing_ -= 1;
     left_.notify_all();
     return true;
@@ -80,18 +79,20 @@ class ExitGate {
   void close() {
     // A drawing thread that ends the process itself is not waited for.
     const int staying = isInside_ ? 1 : 0;
-    std::unique_lock lock(mutex_);
+    const Clock::time_point end = Clock::now() + patienceAtExit;
+    const MutexLock lock(mutex_);
     closed_ = true;
-    left_.wait_for(lock, patienceAtExit, [&] { return drawing_ == staying; });
+    while (drawing_ != staying && left_.wait_until(mutex_, end)) {
+    }
   }
 
   static thread_local bool isInside_;
   static thread_local bool isMoving_;
-  std::mutex registration_;
-  std::mutex mutex_;
-  std::condition_variable left_;
-  int drawing_ = 0;
-  bool closed_ = false;
+  Mutex registration_;
+  Mutex mutex_;
+  ConditionVariable left_;
+  int drawing_ GUARDED_BY(mutex_) = 0;
+  bool closed_ GUARDED_BY(mutex_) = false;
 };
 
 thread_local bool ExitGate::isInside_ = false;
@@ -133,13 +134,13 @@ class LayerDriver::Loop {
   }
 
   void setRefreshRate(double perSecond) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     period_ = periodOf(perSecond);
     wake_.notify_all();
   }
 
   void stop() {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     stopped_ = true;
     wake_.notify_all();
   }
@@ -150,23 +151,25 @@ class LayerDriver::Loop {
   }
 
   bool isStopped() {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return stopped_;
   }
 
   Clock::duration period() {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return period_;
   }
 
   /// Waits for the refresh after `due`, less those that are past already, and says in `due` when it is; a
   /// change of the rate counts at once. False: stopped.
   bool waitForNext(Clock::time_point& due) {
-    std::unique_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     while (!stopped_) {
       const Clock::duration period = period_;
       const Clock::time_point next = due + ((Clock::now() - due) / period + 1) * period;
-      if (wake_.wait_until(lock, next, [&] { return stopped_ || period_ != period; })) continue;
+      bool isAwaited = true;
+      while (isAwaited && !stopped_ && period_ == period) isAwaited = wake_.wait_until(mutex_, next);
+      if (stopped_ || period_ != period) continue;
       due = next;
       return true;
     }
@@ -182,10 +185,10 @@ class LayerDriver::Loop {
 
   const std::weak_ptr<NSOpenGLLayer> layer_;
   const TroubleHandler trouble_;
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  Clock::duration period_;
-  bool stopped_ = false;
+  Mutex mutex_;
+  ConditionVariable wake_;
+  Clock::duration period_ GUARDED_BY(mutex_);
+  bool stopped_ GUARDED_BY(mutex_) = false;
 };
 
 std::unique_ptr<LayerDriver> LayerDriver::make(std::weak_ptr<NSOpenGLLayer> layer, double refreshRate,

@@ -66,7 +66,7 @@ void MonitorWatch::begin() {
 }
 
 void MonitorWatch::stop() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   isStopped_ = true;
 }
 
@@ -74,7 +74,7 @@ std::shared_ptr<const MonitorWatch::Arrangement> MonitorWatch::current() {
   { const X11Connection::Use events(*connection_); }
   std::uint64_t generation = 0;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (arrangement_->generation == generation_) return arrangement_;
     generation = generation_;
   }
@@ -82,7 +82,7 @@ std::shared_ptr<const MonitorWatch::Arrangement> MonitorWatch::current() {
   listed->monitors = listMonitors(*connection_);
   listed->generation = generation;
 
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (arrangement_->generation >= generation) return arrangement_;
   const bool isSame = listed->monitors == arrangement_->monitors;
   listed->screens = isSame ? arrangement_->screens : screensOf(listed->monitors);
@@ -97,7 +97,7 @@ void MonitorWatch::handleEvent(const xcb_generic_event_t& event) {
 
 void MonitorWatch::handleLoss() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (std::exchange(isLost_, true)) return;
   }
   if (trouble_) trouble_("The connection to the X server is lost");
@@ -106,7 +106,7 @@ void MonitorWatch::handleLoss() {
 
 void MonitorWatch::noteChange() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     generation_ += 1;
     lastChange_ = std::chrono::steady_clock::now();
     if (isStopped_ || std::exchange(isSettling_, true)) return;
@@ -122,14 +122,14 @@ void MonitorWatch::settle() {
 }
 
 bool MonitorWatch::takeUnreported() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   reported_ = arrangement_->monitors;
   return std::exchange(isUnreported_, false) && !isStopped_;
 }
 
 std::optional<Seconds> MonitorWatch::timeToSettle() {
   using Span = std::chrono::steady_clock::duration;
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   const Time due = std::min(lastChange_ + std::chrono::duration_cast<Span>(kQuiet),
                             firstChange_ + std::chrono::duration_cast<Span>(kLongestBurst));
   const Seconds left = due - std::chrono::steady_clock::now();

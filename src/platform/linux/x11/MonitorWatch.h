@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/CallSafely.h"
+#include "platform/ThreadSafety.h"
 #include "platform/linux/core/EventLoop.h"
 #include "platform/linux/x11/Monitors.h"
 
@@ -10,7 +11,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -64,16 +64,16 @@ class MonitorWatch : public X11EventSink, public std::enable_shared_from_this<Mo
   const TroubleHandler trouble_;
   EventSelection selection_;
 
-  std::mutex mutex_;
-  std::uint64_t generation_ = 1;  ///< grows with every change
-  std::shared_ptr<const Arrangement> arrangement_ = std::make_shared<Arrangement>();
-  std::vector<Monitor> reported_;  ///< what the last call of `changed_` was about
-  bool isUnreported_ = false;      ///< something else than that was handed out since
-  bool isSettling_ = false;
-  bool isLost_ = false;
-  bool isStopped_ = false;
-  Time firstChange_;
-  Time lastChange_;
+  Mutex mutex_;
+  std::uint64_t generation_ GUARDED_BY(mutex_) = 1;  ///< grows with every change
+  std::shared_ptr<const Arrangement> arrangement_ GUARDED_BY(mutex_) = std::make_shared<Arrangement>();
+  std::vector<Monitor> reported_ GUARDED_BY(mutex_);  ///< what the last call of `changed_` was about
+  bool isUnreported_ GUARDED_BY(mutex_) = false;      ///< something else than that was handed out since
+  bool isSettling_ GUARDED_BY(mutex_) = false;
+  bool isLost_ GUARDED_BY(mutex_) = false;
+  bool isStopped_ GUARDED_BY(mutex_) = false;
+  Time firstChange_ GUARDED_BY(mutex_);
+  Time lastChange_ GUARDED_BY(mutex_);
 };
 
 }  // namespace QelUtilVideo

@@ -101,14 +101,14 @@ bool X11Connection::Use::succeeded(xcb_void_cookie_t checked) const {
 }
 
 void X11Connection::addSink(std::weak_ptr<X11EventSink> sink) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   std::erase_if(sinks_, [](const auto& other) { return other.expired(); });
   sinks_.push_back(std::move(sink));
 }
 
 void X11Connection::handOutEvents() {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     // Whoever is at it takes these too.
     if (std::exchange(isHandingOut_, true)) return;
   }
@@ -123,14 +123,14 @@ void X11Connection::handOutEvents() {
 }
 
 XcbReply<xcb_generic_event_t> X11Connection::takeEvent() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   XcbReply<xcb_generic_event_t> event(xcb_poll_for_event(connection_.get()));
   isHandingOut_ = event != nullptr;
   return event;
 }
 
 std::vector<std::shared_ptr<X11EventSink>> X11Connection::sinks() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   std::vector<std::shared_ptr<X11EventSink>> living;
   for (const auto& sink : sinks_) {
     if (auto alive = sink.lock()) living.push_back(std::move(alive));

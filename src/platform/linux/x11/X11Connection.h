@@ -3,6 +3,7 @@
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
 
+#include "platform/ThreadSafety.h"
 #include "platform/linux/core/NoPipeSignal.h"
 
 #include <cstdint>
@@ -55,16 +56,17 @@ class X11Connection {
   ~X11Connection();
 
   /// May be made inside another one of the same thread, which then hands out the events.
-  class Use {
+  class SCOPED_CAPABILITY Use {
    public:
-    explicit Use(X11Connection& connection) : connection_(connection), turn_(connection.useMutex_) {
-      connection.uses_ += 1;
+    explicit Use(X11Connection& connection) ACQUIRE(connection.useMutex_) : connection_(connection) {
+      connection_.useMutex_.lock();
+      connection_.uses_ += 1;
     }
     Use(const Use&) = delete;
     Use& operator=(const Use&) = delete;
-    ~Use() {
+    ~Use() RELEASE() {
       const bool isOutermost = --connection_.uses_ == 0;
-      turn_.unlock();
+      connection_.useMutex_.unlock();
       if (isOutermost) connection_.handOutEvents();
     }
 
@@ -85,7 +87,6 @@ class X11Connection {
    private:
     NoPipeSignal noSignal_;  // a server that dies must not take the process along
     X11Connection& connection_;
-    std::unique_lock<std::recursive_mutex> turn_;
   };
 
   /// The server, as `DISPLAY` would name it.
@@ -114,7 +115,9 @@ class X11Connection {
   [[nodiscard]] xcb_atom_t edidAtom() const { return edidAtom_; }
 
   /// What `EventSelection` keeps: a mask for each that wants events of a window.
-  [[nodiscard]] std::multimap<xcb_window_t, std::uint32_t>& eventMasks(const Use&) { return eventMasks_; }
+  [[nodiscard]] std::multimap<xcb_window_t, std::uint32_t>& eventMasks(const Use&) REQUIRES(useMutex_) {
+    return eventMasks_;
+  }
   /// Tells the sink about events, in their order, and the loss of the connection from now on, as long as it
   /// lives.
   void addSink(std::weak_ptr<X11EventSink> sink);
@@ -132,9 +135,9 @@ class X11Connection {
   [[nodiscard]] XcbReply<xcb_generic_event_t> takeEvent();
   [[nodiscard]] std::vector<std::shared_ptr<X11EventSink>> sinks();
 
-  std::recursive_mutex useMutex_;
-  int uses_ = 0;  ///< one inside the other, of the thread whose turn it is
-  std::multimap<xcb_window_t, std::uint32_t> eventMasks_;
+  RecursiveMutex useMutex_;
+  int uses_ GUARDED_BY(useMutex_) = 0;  ///< one inside the other, of the thread whose turn it is
+  std::multimap<xcb_window_t, std::uint32_t> eventMasks_ GUARDED_BY(useMutex_);
 
   const std::string displayName_;
   Connection connection_;
@@ -148,9 +151,9 @@ class X11Connection {
   std::uint8_t firstXFixesEvent_ = 0;
   xcb_atom_t edidAtom_ = XCB_ATOM_NONE;
 
-  std::mutex mutex_;
-  std::vector<std::weak_ptr<X11EventSink>> sinks_;
-  bool isHandingOut_ = false;
+  Mutex mutex_;
+  std::vector<std::weak_ptr<X11EventSink>> sinks_ GUARDED_BY(mutex_);
+  bool isHandingOut_ GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace QelUtilVideo
