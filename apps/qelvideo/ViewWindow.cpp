@@ -28,7 +28,9 @@ std::shared_ptr<NSWindow> open(const ViewPlace& place, CGSize size) {
   }
   auto window = NSWindow::make(size, place.title);
   if (window) return window;
-  throw Failure("cannot open a window: there is no X server; is DISPLAY set? --offscreen WxH needs none");
+  throw Failure(
+      "cannot open a window: there is no X server that shows windows of 24 bits; is DISPLAY set? `qelvideo "
+      "doctor` tells more, and --offscreen WxH needs none");
 }
 
 }  // namespace

@@ -498,11 +498,12 @@ TEST_F(Windows, aStormOfChangesIsAFewCallsAndEndsWithTheLastState) {
   EXPECT_EQ(client_->words.size(), before) << "nothing is told when nothing is different";
 }
 
-class SurfacesInWindowOfDepth : public Windows, public testing::WithParamInterface<std::uint8_t> {};
+class SurfacesInWindowOfDepth : public Windows, public testing::WithParamInterface<int> {};
 
 TEST_P(SurfacesInWindowOfDepth, keepTheirPixelsAndFlashNoBlack) {
   other_->map(other_->makeWindow({0, 0, 100, 80}, kBlue));
-  const xcb_window_t foreign = other_->makeWindow({0, 0, 100, 80}, kWhite, XCB_NONE, GetParam());
+  const xcb_window_t foreign =
+      other_->makeWindow({0, 0, 100, 80}, kWhite, XCB_NONE, static_cast<std::uint8_t>(GetParam()));
   other_->map(foreign);
   const auto window = views_->makeWindowIn(foreign, client_);
   auto surface = window->makeSurface(surfaceClient_);

@@ -1,9 +1,7 @@
 #include "platform/linux/x11/X11Keyboard.h"
 
-// A C header, in which that is a name.
-#define explicit explicit_parts
-#include <xcb/xkb.h>
-#undef explicit
+#include "platform/linux/x11/XkbProtocol.h"
+
 #include <xkbcommon/xkbcommon-x11.h>
 #include <xkbcommon/xkbcommon.h>
 
