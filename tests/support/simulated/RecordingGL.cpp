@@ -1,6 +1,7 @@
 #include "support/simulated/RecordingGL.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace QelUtilVideo {
 
@@ -20,6 +21,18 @@ void RecordingGL::generate(const char* function, GLsizei count, GLuint* names) {
   note(function, count);
   record_.with([&](Record& record) {
     for (GLsizei index = 0; index < count; ++index) names[index] = record.nextName++;
+  });
+}
+
+void RecordingGL::readTexels(GLsizei width, GLsizei height, GLenum format, const void* pixels) {
+  const auto* bytes = static_cast<const std::uint8_t*>(pixels);
+  if (!bytes) return;
+  const GLint bytesPerTexel = format == GL_RG ? 2 : 1;
+  record_.with([&](Record& record) {
+    const GLint texelsPerRow = record.unpackRowLength > 0 ? record.unpackRowLength : width;
+    for (GLsizei row = 0; row < height; ++row, bytes += texelsPerRow * bytesPerTexel) {
+      record.texels = std::accumulate(bytes, bytes + width * bytesPerTexel, record.texels);
+    }
   });
 }
 
@@ -52,6 +65,11 @@ GLenum RecordingGL::glGetError() {
     record.pendingErrors.erase(record.pendingErrors.begin());
     return code;
   });
+}
+
+void RecordingGL::glPixelStorei(GLenum name, GLint value) {
+  note("glPixelStorei", name, value);
+  if (name == GL_UNPACK_ROW_LENGTH) record_.with([&](Record& record) { record.unpackRowLength = value; });
 }
 
 void RecordingGL::glClearColor(GLfloat r, GLfloat g, GLfloat b, GLfloat a) {

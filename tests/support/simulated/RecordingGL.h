@@ -12,7 +12,8 @@
 
 namespace QelUtilVideo {
 
-/// OpenGL that draws nothing and remembers everything: each call becomes a short text with its numbers
+/// OpenGL that draws nothing and remembers everything, and reads each byte that it is given to upload, so
+/// that sanitizers see what a GPU would read. Each call becomes a short text with its numbers
 /// in decimal and without its pointers, "glTexSubImage2D(3553,0,0,0,640,360,6403,5121)",
 /// "glGetUniformLocation(3,transform)", "glGenTextures(2)". Names are handed out from 1 upward, one row
 /// for all kinds of object. Scripts are set before use; the record may be read on any thread.
@@ -61,14 +62,16 @@ class RecordingGL final : public OpenGLFunctions {
   void glTexParameteri(GLenum target, GLenum name, GLint value) override {
     note("glTexParameteri", target, name, value);
   }
-  void glPixelStorei(GLenum name, GLint value) override { note("glPixelStorei", name, value); }
+  void glPixelStorei(GLenum name, GLint value) override;
   void glTexImage2D(GLenum target, GLint level, GLint internal, GLsizei width, GLsizei height, GLint border,
-                    GLenum format, GLenum type, const void*) override {
+                    GLenum format, GLenum type, const void* pixels) override {
     note("glTexImage2D", target, level, internal, width, height, border, format, type);
+    readTexels(width, height, format, pixels);
   }
   void glTexSubImage2D(GLenum target, GLint level, GLint x, GLint y, GLsizei width, GLsizei height,
-                       GLenum format, GLenum type, const void*) override {
+                       GLenum format, GLenum type, const void* pixels) override {
     note("glTexSubImage2D", target, level, x, y, width, height, format, type);
+    readTexels(width, height, format, pixels);
   }
   GLuint glCreateShader(GLenum type) override { return create("glCreateShader", type); }
   void glDeleteShader(GLuint shader) override { note("glDeleteShader", shader); }
@@ -114,6 +117,8 @@ class RecordingGL final : public OpenGLFunctions {
     std::map<GLuint, std::string> sources;
     std::vector<float> bufferData;
     std::vector<float> clearColor{0, 0, 0, 0};
+    GLint unpackRowLength = 0;
+    std::uint64_t texels = 0;  ///< their sum, which keeps the reading of them from being left out
     GLuint nextName = 1;
     std::multimap<std::string, GLenum> errorsByCall;
     std::vector<GLenum> pendingErrors;
@@ -121,6 +126,8 @@ class RecordingGL final : public OpenGLFunctions {
 
   void record(const std::string& call);
   void generate(const char* function, GLsizei count, GLuint* names);
+  /// `GL_RED` or `GL_RG`, bytes.
+  void readTexels(GLsizei width, GLsizei height, GLenum format, const void* pixels);
 
   template <class... Arguments>
   void note(const char* function, const Arguments&... arguments) {
