@@ -269,6 +269,15 @@ TEST_F(DisplaysOnXvfb, anEdidGivesTheDisplayItsNameAndIdentity) {
   EXPECT_EQ(*info.get<Dictionary>("DisplayProductName")->get<std::string>("en_US"), "QEL 27");
 }
 
+TEST_F(DisplaysOnXvfb, aNameThatIsNotUtf8ComesOutAsUtf8) {
+  startServer();
+  painter_->addMonitor("B\xE4r", {0, 0, 100, 50});
+  receiveEvents();
+  const auto screens = displays_->screens();
+  EXPECT_TRUE(
+      std::ranges::any_of(screens, [](const auto& screen) { return screen->localizedName() == "B\uFFFDr"; }));
+}
+
 TEST_F(DisplaysOnXvfb, theLossOfTheServerIsOneChangeToNoScreens) {
   startServer();
   const CGDirectDisplayID display = mainDisplay();

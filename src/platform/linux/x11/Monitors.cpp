@@ -1,5 +1,7 @@
 #include "platform/linux/x11/Monitors.h"
 
+#include "platform/linux/x11/PropertyValue.h"
+
 #include <algorithm>
 #include <span>
 #include <utility>
@@ -43,11 +45,16 @@ class Modes {
   std::span<const xcb_randr_mode_info_t> modes_;
 };
 
+/// A name that any client may have given.
+std::string soundName(const void* bytes, int length) {
+  const std::span name(static_cast<const std::uint8_t*>(bytes), static_cast<std::size_t>(length));
+  return PropertyValue(PropertyType::utf8String, 8, name).text().value_or("");
+}
+
 std::string atomName(const Use& use, xcb_atom_t atom) {
   const auto reply = use.reply(xcb_get_atom_name(use, atom), xcb_get_atom_name_reply);
   if (!reply) return {};
-  return {xcb_get_atom_name_name(reply.get()),
-          static_cast<std::size_t>(xcb_get_atom_name_name_length(reply.get()))};
+  return soundName(xcb_get_atom_name_name(reply.get()), xcb_get_atom_name_name_length(reply.get()));
 }
 
 /// Adds to the monitor what its output knows: name, EDID, refresh rate.
@@ -60,14 +67,16 @@ void describeByOutput(const X11Connection& connection, const Use& use, const Mod
   const auto info = use.reply(infoCookie, xcb_randr_get_output_info_reply);
   const auto edid = use.reply(edidCookie, xcb_randr_get_output_property_reply);
   if (info) {
-    monitor.name.assign(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(info.get())),
-                        static_cast<std::size_t>(xcb_randr_get_output_info_name_length(info.get())));
+    monitor.name = soundName(xcb_randr_get_output_info_name(info.get()),
+                             xcb_randr_get_output_info_name_length(info.get()));
     const auto crtc =
         use.reply(xcb_randr_get_crtc_info(use, info->crtc, XCB_CURRENT_TIME), xcb_randr_get_crtc_info_reply);
     if (crtc) monitor.refreshRate = modes.refreshRate(crtc->mode);
   }
-  if (edid && edid->format == 8) {
-    monitor.edid = EdidBlock::parse({xcb_randr_get_output_property_data(edid.get()), edid->num_items});
+  if (edid) {
+    const auto value = PropertyValue::ofReply(PropertyType::other, edid->format, edid->num_items,
+                                              edid->length, xcb_randr_get_output_property_data(edid.get()));
+    monitor.edid = EdidBlock::parse(value.octets());
   }
   if (monitor.edid && !monitor.edid->productName.empty()) monitor.name = monitor.edid->productName;
 }
