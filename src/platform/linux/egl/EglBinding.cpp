@@ -1,5 +1,7 @@
 #include "platform/linux/egl/EglBinding.h"
 
+#include "platform/linux/core/NoPipeSignal.h"
+
 #include <array>
 #include <cstddef>
 
@@ -19,6 +21,7 @@ void EglBinding::restore(EGLDisplay instead) const {
   if (context == EGL_NO_CONTEXT) {
     eglMakeCurrent(instead, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
   } else {
+    const NoPipeSignal noSignal;  // the window may be on a connection that broke meanwhile
     eglMakeCurrent(display, drawSurface, readSurface, context);
   }
   if (api != EGL_NONE) eglBindAPI(api);

@@ -39,7 +39,6 @@ CGLContextObj EglContext::cglContextObj() { return lost_ ? nullptr : this; }
 
 bool EglContext::makeCurrentContext() {
   const MutexLock guard(mutex_);
-  const NoPipeSignal noSignal;
   if (!makeCurrent()) return false;
   surface_.bind(size_.copy());
   return true;
@@ -65,11 +64,10 @@ bool EglContext::setDrawable(const NativeWindow* window) {
 bool EglContext::setDrawable(const NativeWindow* window, std::string& reason) {
   const Turn turn(*this);
   if (window_ && window && window_->nativeWindow() == *window) return true;
-  leaveWindow();
+  window_.reset();
   if (!window) return true;
   window_ = EglWindow::make(display_, *window, reason);
   notShown_ = false;
-  if (isCurrent() && bindToThread() != EGL_SUCCESS) releaseFromThread();
   return window_ != nullptr;
 }
 
@@ -79,9 +77,7 @@ void EglContext::setValues(std::int32_t value, std::int32_t parameter) {
 }
 
 void EglContext::setSurfaceSize(CGSize pixels) {
-  size_.with([&](OffscreenSurface::Size& size) {
-    size = {sideInPixels(pixels.width), sideInPixels(pixels.height)};
-  });
+  size_.with([&](PixelSize& size) { size = {sideInPixels(pixels.width), sideInPixels(pixels.height)}; });
 }
 
 CGImageRef EglContext::copyPresentedImage() {
@@ -115,7 +111,6 @@ bool EglContext::makeCurrent() {
   if (isCurrent()) return true;
   // Without the lock nobody would release it again.
   if (lost_ || depth_ == 0) return false;
-  const NoPipeSignal noSignal;
   const Before before{EglBinding::current(), currentContext};
   eglBindAPI(EGL_OPENGL_API);
   const EGLint error = bindToThread();
@@ -131,56 +126,38 @@ bool EglContext::makeCurrent() {
 }
 
 EGLint EglContext::bindToThread() {
-  if (window_) {
-    const EGLint error = bindToThread(window_->surface());
-    if (error == EGL_SUCCESS || isLoss(error)) return error;
-    const std::string loss = window_->loss();
-    if (loss.empty()) return error;
-    loseWindow(loss);
-  }
-  return bindToThread(EGL_NO_SURFACE);
-}
-
-EGLint EglContext::bindToThread(EGLSurface surface) {
-  const NoPipeSignal noSignal;
-  const bool isBound = eglMakeCurrent(display_->get(), surface, surface, context_.get());
+  const bool isBound = eglMakeCurrent(display_->get(), EGL_NO_SURFACE, EGL_NO_SURFACE, context_.get());
   return isBound ? EGL_SUCCESS : eglGetError();
 }
 
 void EglContext::releaseFromThread() {
   const auto before = std::exchange(before_, std::nullopt);
   if (!before || !isCurrent()) return;
-  const NoPipeSignal noSignal;
   before->binding.restore(display_->get());
   currentContext = before->context;
 }
 
 void EglContext::showInWindow() {
   if (!window_) return;
-  std::string loss = window_->loss();
-  const EGLint error = loss.empty() ? window_->show(surface_, swapInterval_) : EGL_SUCCESS;
-  if (error != EGL_SUCCESS) loss = window_->loss();
-  if (!loss.empty()) return loseWindow(loss);
-  if (isLoss(error)) return reportRefusal(error);
+  const NoPipeSignal noSignal;
+  const EGLint error = window_->show(context_.get(), surface_, swapInterval_);
+  const EGLint unbound = bindToThread();
+  if (unbound != EGL_SUCCESS) releaseFromThread();
+  if (unbound != EGL_SUCCESS || isLoss(error)) return reportRefusal(isLoss(error) ? error : unbound);
   const bool wasShown = !std::exchange(notShown_, error != EGL_SUCCESS);
-  if (notShown_ && wasShown && trouble_) trouble_("A window shows nothing new: " + eglErrorName(error));
-}
-
-void EglContext::leaveWindow() {
-  if (window_ && isCurrent() && bindToThread(EGL_NO_SURFACE) != EGL_SUCCESS) releaseFromThread();
-  window_.reset();
-}
-
-void EglContext::loseWindow(const std::string& loss) {
-  leaveWindow();
-  if (trouble_) trouble_("A window is not drawn in any more: " + loss);
+  if (!notShown_) return;
+  const bool isGone = error == EGL_BAD_NATIVE_WINDOW;
+  if (wasShown && trouble_) {
+    trouble_("A window shows nothing new: " + (isGone ? window_->loss() : eglErrorName(error)));
+  }
+  if (isGone) window_.reset();
 }
 
 void EglContext::reportRefusal(EGLint error) {
   const bool lost = isLoss(error);
   const bool isNews = lost ? !lost_.exchange(true) : !std::exchange(refused_, true);
   // A window takes one surface, and whatever replaces this context wants to make its own.
-  if (lost) leaveWindow();
+  if (lost) window_.reset();
   if (!isNews || !trouble_) return;
   trouble_((lost ? "An OpenGL context is lost: " : "An OpenGL context is refused: ") + eglErrorName(error));
 }

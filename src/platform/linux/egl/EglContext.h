@@ -19,8 +19,9 @@ namespace QelUtilVideo {
 
 /// A context of EGL's with its surface and its lock. What a thread had current before comes back with
 /// the last unlock. A context that the driver has given up is lost for good; one that is refused because
-/// of the thread or for want of memory may be had later. One whose window or X server is gone goes on
-/// without a window.
+/// of the thread or for want of memory may be had later. It is current without a surface of EGL's while
+/// others draw, and in its window only while a picture is shown: drivers fix the size of what shows when a
+/// window becomes current, and what draws off screen need not care what becomes of a window or its server.
 class EglContext final : public NSOpenGLContext, public CGLContext {
  public:
   EglContext(std::shared_ptr<const EglDisplay> display, EglContextHandle context, TroubleHandler trouble);
@@ -42,7 +43,8 @@ class EglContext final : public NSOpenGLContext, public CGLContext {
   [[nodiscard]] CGImageRef copyPresentedImage() override;
 
   // CGLContext
-  /// Threads that wait go first: none waits longer for it than for one that had it when it came.
+  /// Threads have it in turn: one that takes it again as soon as it has let go of it, as drawing threads may,
+  /// comes after those that wait.
   void lock() override ACQUIRE(mutex_);
   /// Does nothing on a thread that does not have it, which the analysis cannot know.
   void unlock() override RELEASE(mutex_) NO_THREAD_SAFETY_ANALYSIS;
@@ -67,15 +69,11 @@ class EglContext final : public NSOpenGLContext, public CGLContext {
   };
 
   [[nodiscard]] bool makeCurrent() REQUIRES(mutex_);
-  /// Makes it current in its window, or nowhere when that is gone.
-  [[nodiscard]] EGLint bindToThread() REQUIRES(mutex_);
-  [[nodiscard]] EGLint bindToThread(EGLSurface surface);
+  [[nodiscard]] EGLint bindToThread();
   /// Gives the thread back what it had before.
   void releaseFromThread() REQUIRES(mutex_);
+  /// With the context current.
   void showInWindow() REQUIRES(mutex_);
-  /// Where it is current, it stays so without the window.
-  void leaveWindow() REQUIRES(mutex_);
-  void loseWindow(const std::string& loss) REQUIRES(mutex_);
   void reportRefusal(EGLint error) REQUIRES(mutex_);
   [[nodiscard]] bool isCurrent() const;
 
@@ -83,7 +81,7 @@ class EglContext final : public NSOpenGLContext, public CGLContext {
   const EglContextHandle context_;
   const TroubleHandler trouble_;
   std::atomic<bool> lost_ = false;
-  Synchronised<OffscreenSurface::Size> size_;
+  Synchronised<PixelSize> size_;
 
   Mutex turn_;  ///< held while waiting for the other, which does not know who came first
   RecursiveMutex mutex_;

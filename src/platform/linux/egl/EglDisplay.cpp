@@ -253,15 +253,18 @@ bool EglDisplay::reaches(const NativeWindow& window) const {
   return connection_ && isAlive() && window.display == server_ && window.visual == visual_;
 }
 
+std::optional<PixelSize> EglDisplay::sizeOf(const NativeWindow& window) const {
+  return connection_ ? connection_->sizeOf(window.window) : std::nullopt;
+}
+
 bool EglDisplay::isAlive() const { return !connection_ || connection_->isAlive(); }
+
+std::string EglDisplay::lossOfWindow() const {
+  return isAlive() ? "it was destroyed" : "its X server is gone";
+}
 
 void EglDisplay::flush() const {
   if (connection_) connection_->flush();
-}
-
-std::string EglDisplay::lossOf(const NativeWindow& window) const {
-  if (connection_->hasWindow(window.window)) return {};
-  return isAlive() ? "it was destroyed" : "its X server is gone";
 }
 
 EglContextHandle EglDisplay::makeContext(EGLint& error) const {

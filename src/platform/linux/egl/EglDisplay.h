@@ -1,10 +1,12 @@
 #pragma once
 
 #include "platform/NativeWindow.h"
+#include "platform/linux/egl/PixelSize.h"
 
 #include <epoxy/egl.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace QelUtilVideo {
@@ -53,12 +55,14 @@ class EglDisplay {
   [[nodiscard]] EGLConfig config() const { return config_; }
   /// Whether contexts of this display can draw in windows of the same server and visual.
   [[nodiscard]] bool reaches(const NativeWindow& window) const;
-  /// False once a loss of the windows' server was noticed. Asks nobody.
+  /// Asks the server for the size of one of its windows in pixels; absent when the window is gone.
+  [[nodiscard]] std::optional<PixelSize> sizeOf(const NativeWindow& window) const;
+  /// False once a loss of the server was noticed. Asks nobody.
   [[nodiscard]] bool isAlive() const;
+  /// What became of a window that is gone.
+  [[nodiscard]] std::string lossOfWindow() const;
   /// Sends the server what waits to be sent.
   void flush() const;
-  /// Asks the server for one of its windows. Empty, or what became of it: destroyed, or its server is gone.
-  [[nodiscard]] std::string lossOf(const NativeWindow& window) const;
   /// Empty when the driver refuses; `error` then says why.
   [[nodiscard]] EglContextHandle makeContext(EGLint& error) const;
 

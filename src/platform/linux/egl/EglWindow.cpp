@@ -13,8 +13,10 @@ std::unique_ptr<EglWindow> EglWindow::make(std::shared_ptr<const EglDisplay> dis
                                            const NativeWindow& window, std::string& reason) {
   reason = "it belongs to another server or has another visual";
   if (!display->reaches(window)) return nullptr;
-  reason = display->lossOf(window);
-  if (!reason.empty()) return nullptr;
+  if (!display->sizeOf(window)) {
+    reason = display->lossOfWindow();
+    return nullptr;
+  }
   const NoPipeSignal noSignal;
   std::uint32_t xid = window.window;
   EGLSurface surface = eglCreatePlatformWindowSurfaceEXT(display->get(), display->config(), &xid, nullptr);
@@ -33,26 +35,25 @@ EglWindow::~EglWindow() {
   eglDestroySurface(display_->get(), surface_);
 }
 
-std::string EglWindow::loss() const { return display_->lossOf(native_); }
-
-EGLint EglWindow::show(const OffscreenSurface& pictures, int swapInterval) {
+EGLint EglWindow::show(EGLContext context, const OffscreenSurface& pictures, int swapInterval) {
   const NoPipeSignal noSignal;
+  // Drivers settle on the size when the window becomes current: asked for right before, it is the same.
+  const auto size = display_->sizeOf(native_);
+  if (!size) return EGL_BAD_NATIVE_WINDOW;
+  if (!eglMakeCurrent(display_->get(), surface_, surface_, context)) return eglGetError();
   if (std::exchange(swapInterval_, swapInterval) != swapInterval) {
     eglSwapInterval(display_->get(), swapInterval);
   }
-  EGLint width = 0, height = 0;
-  if (!eglQuerySurface(display_->get(), surface_, EGL_WIDTH, &width) ||
-      !eglQuerySurface(display_->get(), surface_, EGL_HEIGHT, &height)) {
-    return eglGetError();
-  }
-  pictures.paintPresented({width, height});
-  // The asking may have shown that the server is gone. Mesa's software driver counts to two thousand million
-  // when it swaps on a connection that is known to be broken.
+  pictures.paintPresented(*size);
+  // Mesa's software driver counts to two thousand million when it swaps on a connection that it knows to be
+  // broken.
   if (!display_->isAlive()) return EGL_BAD_NATIVE_WINDOW;
   if (!eglSwapBuffers(display_->get(), surface_)) return eglGetError();
   // Not every driver does, and the picture would wait for the next one.
   display_->flush();
   return EGL_SUCCESS;
 }
+
+std::string EglWindow::loss() const { return display_->lossOfWindow(); }
 
 }  // namespace QelUtilVideo

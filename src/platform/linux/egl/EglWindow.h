@@ -25,13 +25,12 @@ class EglWindow {
   ~EglWindow();
 
   [[nodiscard]] const NativeWindow& nativeWindow() const { return native_; }
-  [[nodiscard]] EGLSurface surface() const { return surface_; }
-  /// Asks the server. Empty, or what became of the window. Some drivers wait for ever for a window that is
-  /// gone: ask before each use that may wait for it.
+  /// Shows the picture that was presented last, stretched to the window, and waits `swapInterval` refreshes
+  /// where the driver does. The context is the one that is current without a surface; afterwards it is
+  /// current, in the window or still without. `EGL_BAD_NATIVE_WINDOW`: the window is gone.
+  [[nodiscard]] EGLint show(EGLContext context, const OffscreenSurface& pictures, int swapInterval);
+  /// What became of it, when it is gone.
   [[nodiscard]] std::string loss() const;
-  /// With the context current in this window: shows the picture that was presented last, stretched to the
-  /// window, and waits `swapInterval` refreshes where the driver does.
-  [[nodiscard]] EGLint show(const OffscreenSurface& pictures, int swapInterval);
 
  private:
   EglWindow(std::shared_ptr<const EglDisplay> display, NativeWindow native, EGLSurface surface);

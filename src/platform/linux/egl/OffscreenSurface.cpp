@@ -96,9 +96,9 @@ void flipRows(std::byte* pixels, std::size_t bytesPerRow, std::size_t rows) {
 
 }  // namespace
 
-void OffscreenSurface::bind(Size size) {
+void OffscreenSurface::bind(PixelSize size) {
   if (drawFramebuffer_ == 0) create();
-  const Size possible{std::clamp(size.width, 1, largestSide_), std::clamp(size.height, 1, largestSide_)};
+  const PixelSize possible{std::clamp(size.width, 1, largestSide_), std::clamp(size.height, 1, largestSide_)};
   if (back_.size != possible) resize(back_, possible);
   glBindFramebuffer(GL_FRAMEBUFFER, drawFramebuffer_);
 }
@@ -117,7 +117,7 @@ void OffscreenSurface::create() {
   glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, back_.renderbuffer);
 }
 
-void OffscreenSurface::resize(Buffer& buffer, Size size) {
+void OffscreenSurface::resize(Buffer& buffer, PixelSize size) {
   const GLuint before = boundTo(GL_RENDERBUFFER_BINDING);
   glBindRenderbuffer(GL_RENDERBUFFER, buffer.renderbuffer);
   glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, size.width, size.height);
@@ -143,7 +143,7 @@ void OffscreenSurface::present() {
   glFlush();
 }
 
-void OffscreenSurface::paintPresented(Size size) const {
+void OffscreenSurface::paintPresented(PixelSize size) const {
   const FramebufferBinding drawing(GL_DRAW_FRAMEBUFFER, GL_DRAW_FRAMEBUFFER_BINDING, 0);
   if (glCheckFramebufferStatus(GL_DRAW_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) return;
   // A context that was first current without a window draws in no buffer of one by default.

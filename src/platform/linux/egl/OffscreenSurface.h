@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/CallSafely.h"
+#include "platform/linux/egl/PixelSize.h"
 
 #include <QelUtilVideo/platform/CGImage.h>
 
@@ -14,24 +15,18 @@ namespace QelUtilVideo {
 /// current, under its lock. The destructor is not, and makes no OpenGL call.
 class OffscreenSurface {
  public:
-  struct Size {
-    int width = 1;
-    int height = 1;
-    friend bool operator==(const Size&, const Size&) = default;
-  };
-
   /// `trouble` is told once when there is no memory for a buffer; what is drawn then is lost.
   explicit OffscreenSurface(TroubleHandler trouble) : trouble_(std::move(trouble)) {}
 
   /// Makes the surface the framebuffer that is drawn to, at this size; sides are kept from 1 to the largest
   /// that the driver can. Other state stays as it is.
-  void bind(Size size);
+  void bind(PixelSize size);
   /// Makes what was drawn the picture presented last.
   void present();
   /// Paints that picture over the whole of the default framebuffer, which has this size; black before the
   /// first presentation; nothing where there is no default framebuffer. Leaves all state of the client as it
   /// is.
-  void paintPresented(Size size) const;
+  void paintPresented(PixelSize size) const;
   /// That picture, first row at the top, colours not multiplied by alpha; null before the first
   /// presentation. Leaves all state as it is.
   [[nodiscard]] CGImageRef copyPresented() const;
@@ -39,11 +34,11 @@ class OffscreenSurface {
  private:
   struct Buffer {
     std::uint32_t renderbuffer = 0;
-    Size size{0, 0};
+    PixelSize size{0, 0};
   };
 
   void create();
-  void resize(Buffer& buffer, Size size);
+  void resize(Buffer& buffer, PixelSize size);
 
   TroubleHandler trouble_;
   std::uint32_t drawFramebuffer_ = 0;

@@ -65,14 +65,15 @@ void PrivateConnection::flush() const {
   xcb_flush(connection_.get());
 }
 
-bool PrivateConnection::hasWindow(std::uint32_t window) const {
+std::optional<PixelSize> PrivateConnection::sizeOf(std::uint32_t window) const {
   const NoPipeSignal noSignal;
   xcb_generic_error_t* error = nullptr;
   const Reply<xcb_get_geometry_reply_t> reply(
       xcb_get_geometry_reply(connection_.get(), xcb_get_geometry(connection_.get(), window), &error));
   const Reply<xcb_generic_error_t> refusal(error);
   while (Reply<xcb_generic_event_t>(xcb_poll_for_queued_event(connection_.get()))) continue;
-  return reply != nullptr;
+  if (!reply) return std::nullopt;
+  return PixelSize{reply->width, reply->height};
 }
 
 }  // namespace QelUtilVideo

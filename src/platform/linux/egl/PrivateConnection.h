@@ -1,7 +1,10 @@
 #pragma once
 
+#include "platform/linux/egl/PixelSize.h"
+
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 struct xcb_connection_t;
@@ -28,9 +31,9 @@ class PrivateConnection {
   [[nodiscard]] int depthOf(std::uint32_t visual) const;
   /// Sends what waits to be sent.
   void flush() const;
-  /// Asks the server. Takes what the server has complained of meanwhile off the connection, where it would
-  /// pile up.
-  [[nodiscard]] bool hasWindow(std::uint32_t window) const;
+  /// Asks the server for a window's size in pixels; absent when there is no such window, or no server. Takes
+  /// what the server has complained of meanwhile off the connection, where it would pile up.
+  [[nodiscard]] std::optional<PixelSize> sizeOf(std::uint32_t window) const;
 
  private:
   struct Disconnect {
