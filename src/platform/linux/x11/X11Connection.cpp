@@ -10,6 +10,8 @@ namespace QelUtilVideo {
 
 namespace {
 
+constexpr std::string_view kXWayland = "XWAYLAND";
+
 const xcb_screen_t* screenNumber(const xcb_setup_t& setup, int number) {
   for (auto screens = xcb_setup_roots_iterator(&setup); screens.rem > 0; xcb_screen_next(&screens)) {
     if (number-- == 0) return screens.data;
@@ -25,6 +27,20 @@ bool isAtLeast(std::uint32_t major, std::uint32_t minor, std::uint32_t neededMaj
 bool isPresent(xcb_connection_t* connection, xcb_extension_t& extension) {
   const xcb_query_extension_reply_t* data = xcb_get_extension_data(connection, &extension);
   return data && data->present;
+}
+
+/// Servers before 23.1 have no extension to tell them by.
+bool hasOutputOfXWayland(const X11Connection::Use& use, xcb_window_t root) {
+  const auto resources = use.reply(xcb_randr_get_screen_resources_current(use, root),
+                                   xcb_randr_get_screen_resources_current_reply);
+  if (!resources || resources->num_outputs == 0) return false;
+  const xcb_randr_output_t first = *xcb_randr_get_screen_resources_current_outputs(resources.get());
+  const auto output = use.reply(xcb_randr_get_output_info(use, first, resources->config_timestamp),
+                                xcb_randr_get_output_info_reply);
+  if (!output) return false;
+  const std::string_view name(reinterpret_cast<const char*>(xcb_randr_get_output_info_name(output.get())),
+                              static_cast<std::size_t>(xcb_randr_get_output_info_name_length(output.get())));
+  return name.starts_with(kXWayland);
 }
 
 }  // namespace
@@ -55,7 +71,6 @@ X11Connection::~X11Connection() = default;
 
 void X11Connection::queryExtensions() {
   constexpr std::string_view kEdid = "EDID";
-  constexpr std::string_view kXWayland = "XWAYLAND";
   const Use use(*this);
   xcb_prefetch_extension_data(use, &xcb_randr_id);
   xcb_prefetch_extension_data(use, &xcb_shm_id);
@@ -72,6 +87,7 @@ void X11Connection::queryExtensions() {
     const auto version = use.reply(xcb_randr_query_version(use, 1, 5), xcb_randr_query_version_reply);
     hasMonitors_ = version && isAtLeast(version->major_version, version->minor_version, 1, 5);
     firstRandREvent_ = xcb_get_extension_data(use, &xcb_randr_id)->first_event;
+    isXWayland_ = isXWayland_ || hasOutputOfXWayland(use, root());
   }
   if (isPresent(use, xcb_shm_id)) {
     const auto version = use.reply(xcb_shm_query_version(use), xcb_shm_query_version_reply);
