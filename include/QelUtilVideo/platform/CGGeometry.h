@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace QelUtilVideo {
@@ -60,6 +61,37 @@ constexpr CGRect CGRectUnion(const CGRect& a, const CGRect& b) {
   return {
       {x, y},
       {std::max(CGRectGetMaxX(a), CGRectGetMaxX(b)) - x, std::max(CGRectGetMaxY(a), CGRectGetMaxY(b)) - y}};
+}
+
+/// What lies in both, with zero width or height where they only touch; null where they are apart.
+constexpr CGRect CGRectIntersection(const CGRect& a, const CGRect& b) {
+  if (CGRectIsNull(a) || CGRectIsNull(b)) return CGRectNull;
+  const double x = std::max(CGRectGetMinX(a), CGRectGetMinX(b));
+  const double y = std::max(CGRectGetMinY(a), CGRectGetMinY(b));
+  const double width = std::min(CGRectGetMaxX(a), CGRectGetMaxX(b)) - x;
+  const double height = std::min(CGRectGetMaxY(a), CGRectGetMaxY(b)) - y;
+  return width < 0 || height < 0 ? CGRectNull : CGRect{{x, y}, {width, height}};
+}
+
+/// The rectangle without a margin of `dx` at its left and right and `dy` at its top and bottom, wider and
+/// higher for negative ones; null when nothing would be left, and for null.
+constexpr CGRect CGRectInset(const CGRect& rect, double dx, double dy) {
+  if (CGRectIsNull(rect)) return CGRectNull;
+  const CGSize size{rect.size.width - 2 * dx, rect.size.height - 2 * dy};
+  if (size.width < 0 || size.height < 0) return CGRectNull;
+  return {{rect.origin.x + dx, rect.origin.y + dy}, size};
+}
+
+/// The smallest rectangle of whole numbers that holds it; null for null.
+[[nodiscard]] inline CGRect CGRectIntegral(const CGRect& rect) {
+  if (CGRectIsNull(rect)) return CGRectNull;
+  const double x = std::floor(CGRectGetMinX(rect)), y = std::floor(CGRectGetMinY(rect));
+  return {{x, y}, {std::ceil(CGRectGetMaxX(rect)) - x, std::ceil(CGRectGetMaxY(rect)) - y}};
+}
+
+/// Whether both are the same rectangle; all null ones are.
+constexpr bool CGRectEqualToRect(const CGRect& a, const CGRect& b) {
+  return a == b || (CGRectIsNull(a) && CGRectIsNull(b));
 }
 
 }  // namespace QelUtilVideo
