@@ -12,6 +12,7 @@
 #include "Failure.h"
 #include "FilmRecorder.h"
 #include "LimitOptions.h"
+#include "OverlayOption.h"
 #include "Recorder.h"
 #include "SourceLookup.h"
 #include "Statistics.h"
@@ -25,6 +26,7 @@ struct CaptureOptions {
   std::string source;
   std::string output;
   RecordingLimits limits;
+  std::string overlay;
   bool json = false;
 };
 
@@ -46,6 +48,7 @@ double filmEnd(const Recording& recording, const RecordingLimits& limits) {
 }
 
 void capture(const Context& context, const CaptureOptions& options) {
+  registerOverlay(options.overlay);
   const auto source = findSource(options.source);
   std::shared_ptr<FilmRecorder> film;
   if (!options.output.empty()) film = openFilm(options.output);
@@ -84,6 +87,7 @@ void addCaptureCommand(CLI::App& app, Action& action) {
   command->add_option("-o,--output", options->output,
                       "The Y4M file to write, or - for standard output; without it frames are only counted");
   addLimitOptions(*command, options->limits);
+  addOverlayOption(*command, options->overlay);
   command->add_flag("--json", options->json, "Print the statistics as JSON");
   command->callback(
       [&action, options] { action = [options](const Context& context) { capture(context, *options); }; });

@@ -63,7 +63,7 @@ void demo(const Context& context, const std::string& folder) {
   }
   terminal.result(sourceTable(sources));
 
-  const auto& display = sources.front();
+  const auto& display = sources.front();  // where there is no display, a window does as well
   ViewOptions viewing;
   viewing.size = viewSize;
   viewing.background = QelUtilVideo::NSColor::deviceWhite(0.1);

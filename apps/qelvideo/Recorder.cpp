@@ -14,14 +14,15 @@ using namespace QelUtilVideo;
 
 namespace {
 
-/// Half the time between two captures of a display: a frame this close before the end of the wanted
+/// Half the time between two captures: a frame this close before the end of the wanted
 /// time is the one after the last.
 constexpr double halfInterval = 0.05;
 /// Seconds after which a source that neither starts nor fails is given up.
 constexpr double startTimeout = 10;
 
 constexpr const char* endedRemedy =
-    "; the display may have been disconnected, or its X server ended: `qelvideo list` shows what there is";
+    "; the display may have been disconnected, the window closed, or their X server ended: `qelvideo list` "
+    "shows what there is";
 
 std::string text(const NSError& error) {
   return error.description() + " (" + error.domain + " " + std::to_string(error.code) + ")";

@@ -19,7 +19,9 @@ struct SnapshotOptions {
 };
 
 void snapshot(const Context& context, const SnapshotOptions& options) {
-  const QelUtilVideo::CGImageRef picture = takeSnapshot(*findSource(options.source));
+  const auto source = findSource(options.source);
+  letWindowsRepaint(context.loop, {source});
+  const QelUtilVideo::CGImageRef picture = takeSnapshot(*source);
   savePicture(*picture, options.output);
   context.terminal.result(options.output + ": " + std::to_string(picture->width()) + "x" +
                           std::to_string(picture->height()));

@@ -1,11 +1,13 @@
 #include "SourceList.h"
 
 #include <QelUtilVideo/CapturableScreen.h>
+#include <QelUtilVideo/CapturableWindow.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <nlohmann/json.hpp>
+
+#include "PrintableText.h"
 
 namespace qelvideo {
 
@@ -13,11 +15,10 @@ using namespace QelUtilVideo;
 
 namespace {
 
-/// A display's place on the desktop; the origin is the primary display's top-left corner, y downward.
-struct DisplayPlace {
+/// A source's place on the desktop; the origin is the primary display's top-left corner, y downward.
+struct Place {
   CGPoint origin;
   CGSize size;  ///< points
-  double scale = 1;
 };
 
 /// The height that turns the bottom-left origin of screens into the desktop's top-left one.
@@ -30,9 +31,16 @@ double primaryHeight(const SourceRefs& sources) {
   return 0;
 }
 
-DisplayPlace place(const NSScreen& screen, double primaryHeight) {
-  const CGRect frame = screen.frame();
-  return {{frame.origin.x, primaryHeight - CGRectGetMaxY(frame)}, frame.size, screen.backingScaleFactor()};
+Place place(const CGRect& frame, double primaryHeight) {
+  return {{frame.origin.x, primaryHeight - CGRectGetMaxY(frame)}, frame.size};
+}
+
+/// The part of a window's name that is not its title.
+std::string application(const CapturableWindow& window) {
+  const std::string title = " - " + window.windowName();
+  std::string name = window.name();
+  if (name.ends_with(title)) name.resize(name.size() - title.size());
+  return name;
 }
 
 std::string number(double value) {
@@ -42,19 +50,60 @@ std::string number(double value) {
   return text;
 }
 
-using Row = std::array<std::string, 6>;
+std::string yesOrNo(bool answer) { return answer ? "yes" : "no"; }
 
-Row row(const Capturable& source, double primaryHeight) {
-  Row cells{source.uniqueID(), source.name(), source.isAvailable() ? "yes" : "no", "", "", ""};
-  const auto* display = dynamic_cast<const CapturableScreen*>(&source);
-  if (!display) return cells;
-  if (const auto screen = display->screen()) {
-    const DisplayPlace where = place(*screen, primaryHeight);
-    cells[3] = number(where.size.width) + "x" + number(where.size.height);
-    cells[4] = number(where.origin.x) + "," + number(where.origin.y);
-    cells[5] = number(where.scale);
+using Row = std::vector<std::string>;
+
+Row displayRow(const CapturableScreen& display, double primaryHeight) {
+  Row cells{display.uniqueID(), printable(display.name()), yesOrNo(display.isAvailable())};
+  if (const auto screen = display.screen()) {
+    const Place where = place(screen->frame(), primaryHeight);
+    cells.push_back(number(where.size.width) + "x" + number(where.size.height));
+    cells.push_back(number(where.origin.x) + "," + number(where.origin.y));
+    cells.push_back(number(screen->backingScaleFactor()));
   }
   return cells;
+}
+
+Row windowRow(const CapturableWindow& window, double primaryHeight) {
+  const Place where = place(window.frame(), primaryHeight);
+  return {window.uniqueID(),
+          printable(application(window)),
+          printable(window.windowName()),
+          yesOrNo(window.isAvailable()),
+          number(where.size.width) + "x" + number(where.size.height),
+          number(where.origin.x) + "," + number(where.origin.y),
+          yesOrNo(window.isOnScreen())};
+}
+
+nlohmann::ordered_json placeJSON(const Place& where) {
+  return {{"origin", {{"x", where.origin.x}, {"y", where.origin.y}}},
+          {"size", {{"width", where.size.width}, {"height", where.size.height}}}};
+}
+
+nlohmann::ordered_json displayJSON(const CapturableScreen& display, double primaryHeight) {
+  nlohmann::ordered_json entry{{"uniqueID", display.uniqueID()},
+                               {"name", display.name()},
+                               {"available", display.isAvailable()},
+                               {"displayID", display.displayID()}};
+  if (const auto screen = display.screen()) {
+    entry.update(placeJSON(place(screen->frame(), primaryHeight)));
+    entry["scale"] = screen->backingScaleFactor();
+  }
+  return entry;
+}
+
+nlohmann::ordered_json windowJSON(const CapturableWindow& window, double primaryHeight) {
+  nlohmann::ordered_json entry{{"uniqueID", window.uniqueID()},
+                               {"name", window.name()},
+                               {"available", window.isAvailable()},
+                               {"windowID", window.windowID()},
+                               {"application", application(window)},
+                               {"title", window.windowName()},
+                               {"processIdentifier", window.processIdentifier()},
+                               {"onScreen", window.isOnScreen()}};
+  entry.update(placeJSON(place(window.frame(), primaryHeight)));
+  return entry;
 }
 
 /// Columns as wide as their widest cell; a cell counts its UTF-8 characters, not its bytes.
@@ -63,7 +112,7 @@ std::string table(const std::vector<Row>& rows) {
     return static_cast<std::size_t>(
         std::count_if(cell.begin(), cell.end(), [](char byte) { return (byte & 0xc0) != 0x80; }));
   };
-  std::array<std::size_t, 6> widths{};
+  std::vector<std::size_t> widths(rows.front().size());
   for (const Row& cells : rows) {
     for (std::size_t i = 0; i < cells.size(); ++i) widths[i] = std::max(widths[i], width(cells[i]));
   }
@@ -82,32 +131,35 @@ std::string table(const std::vector<Row>& rows) {
 }  // namespace
 
 std::string sourceTable(const SourceRefs& sources) {
-  std::vector<Row> rows{{"UNIQUE ID", "NAME", "AVAILABLE", "SIZE", "ORIGIN", "SCALE"}};
+  std::vector<Row> displays{{"DISPLAY", "NAME", "AVAILABLE", "SIZE", "ORIGIN", "SCALE"}};
+  std::vector<Row> windows{{"WINDOW", "APPLICATION", "TITLE", "AVAILABLE", "SIZE", "ORIGIN", "ON SCREEN"}};
   const double height = primaryHeight(sources);
-  for (const auto& source : sources) rows.push_back(row(*source, height));
-  return table(rows);
+  for (const auto& source : sources) {
+    if (const auto* display = dynamic_cast<const CapturableScreen*>(source.get())) {
+      displays.push_back(displayRow(*display, height));
+    } else if (const auto* window = dynamic_cast<const CapturableWindow*>(source.get())) {
+      windows.push_back(windowRow(*window, height));
+    }
+  }
+  std::string text;
+  for (const auto* rows : {&displays, &windows}) {
+    if (rows->size() > 1) text += (text.empty() ? "" : "\n\n") + table(*rows);
+  }
+  return text;
 }
 
 std::string sourceJSON(const SourceRefs& sources) {
   const double height = primaryHeight(sources);
-  nlohmann::ordered_json displays = nlohmann::ordered_json::array();
+  auto displays = nlohmann::ordered_json::array(), windows = nlohmann::ordered_json::array();
   for (const auto& source : sources) {
-    const auto display = std::dynamic_pointer_cast<CapturableScreen>(source);
-    if (!display) continue;
-    nlohmann::ordered_json entry{{"uniqueID", display->uniqueID()},
-                                 {"name", display->name()},
-                                 {"available", display->isAvailable()},
-                                 {"displayID", display->displayID()}};
-    if (const auto screen = display->screen()) {
-      const DisplayPlace where = place(*screen, height);
-      entry["origin"] = {{"x", where.origin.x}, {"y", where.origin.y}};
-      entry["size"] = {{"width", where.size.width}, {"height", where.size.height}};
-      entry["scale"] = where.scale;
+    if (const auto* display = dynamic_cast<const CapturableScreen*>(source.get())) {
+      displays.push_back(displayJSON(*display, height));
+    } else if (const auto* window = dynamic_cast<const CapturableWindow*>(source.get())) {
+      windows.push_back(windowJSON(*window, height));
     }
-    displays.push_back(std::move(entry));
   }
-  // Names come from devices, which may hold any bytes.
-  return nlohmann::ordered_json{{"displays", displays}}.dump(
+  // Names come from devices and other programs, which may hold any bytes.
+  return nlohmann::ordered_json{{"displays", displays}, {"windows", windows}}.dump(
       2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 

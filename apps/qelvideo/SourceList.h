@@ -12,7 +12,7 @@ namespace qelvideo {
 
 using SourceRefs = std::vector<std::shared_ptr<QelUtilVideo::Capturable>>;
 
-/// The sources as a table, without a line feed at the end.
+/// The displays as a table, and the windows as one, without a line feed at the end.
 [[nodiscard]] std::string sourceTable(const SourceRefs& sources);
 /// The sources as a JSON document.
 [[nodiscard]] std::string sourceJSON(const SourceRefs& sources);

@@ -2,6 +2,7 @@
 
 #include <QelUtilVideo/Capturable.h>
 #include <QelUtilVideo/CapturableScreen.h>
+#include <QelUtilVideo/CapturableWindow.h>
 #include <QelUtilVideo/CapturableWindowManager.h>
 
 #include <algorithm>
@@ -54,8 +55,12 @@ std::vector<std::size_t> matchingSources(std::string_view query, const std::vect
 }
 
 std::vector<std::shared_ptr<Capturable>> availableSources() {
-  const auto screens = QelUtilVideo::CapturableWindowManager::screens();
-  return {screens.begin(), screens.end()};
+  using Manager = QelUtilVideo::CapturableWindowManager;
+  const auto screens = Manager::screens();
+  std::vector<std::shared_ptr<Capturable>> sources(screens.begin(), screens.end());
+  const auto windows = Manager::windows();
+  sources.insert(sources.end(), windows.begin(), windows.end());
+  return sources;
 }
 
 std::shared_ptr<Capturable> findSource(const std::string& query) {
@@ -80,11 +85,12 @@ std::shared_ptr<Capturable> findSource(const std::string& query) {
 std::string noSourcesText() {
   const char* display = std::getenv("DISPLAY");  // NOLINT(concurrency-mt-unsafe): nobody sets it by now
   if (!display || !*display) {
-    return "there are no displays, since DISPLAY is not set; set it to a running X server (as in "
+    return "there are no displays or windows, since DISPLAY is not set; set it to a running X server (as in "
            "DISPLAY=:0), or try `qelvideo demo`, which starts one of its own";
   }
-  return std::string("there are no displays on the X server DISPLAY=") + display +
-         "; check that it runs and lets this user in, and that it has the RANDR extension";
+  return std::string("there are no displays or windows on the X server DISPLAY=") + display +
+         "; check that it runs and lets this user in, and that it has the RANDR extension; `qelvideo doctor` "
+         "looks";
 }
 
 }  // namespace qelvideo

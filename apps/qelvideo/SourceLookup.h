@@ -23,7 +23,8 @@ struct SourceName {
 [[nodiscard]] std::vector<std::size_t> matchingSources(std::string_view query,
                                                        const std::vector<SourceName>& sources);
 
-/// Everything that can be captured now, displays first, the primary one before the others.
+/// Everything that can be captured now, displays first, the primary one before the others, then
+/// windows from the front to the back.
 [[nodiscard]] std::vector<std::shared_ptr<QelUtilVideo::Capturable>> availableSources();
 
 /// The one source that `query` means; throws `Failure` when there is none or more than one.

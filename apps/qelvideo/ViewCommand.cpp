@@ -6,6 +6,7 @@
 
 #include "Commands.h"
 #include "LimitOptions.h"
+#include "OverlayOption.h"
 #include "ViewKeys.h"
 #include "Viewer.h"
 
@@ -28,6 +29,7 @@ struct ViewCommandOptions {
   bool animates = false;
   float blurRadius = 0;
   std::string backend = "auto";
+  std::string overlay;
 };
 
 ViewOptions viewOptions(const ViewCommandOptions& options) {
@@ -102,6 +104,7 @@ void addViewCommand(CLI::App& app, Action& action) {
                    "frame when there is no --frames")
       ->type_name("FILE.png");
   addFramesOption(*command, options->frames);
+  addOverlayOption(*command, options->overlay);
   addPlacingOptions(*command, *options);
   command->add_option("--orientation", options->orientation,
                       "Turn and mirror: 1 to 8, or up, up-mirrored, down, down-mirrored, left-mirrored, "
@@ -119,6 +122,7 @@ void addViewCommand(CLI::App& app, Action& action) {
     action = [options](const Context& context) {
       const ViewJob job = viewJob(*options);
       chooseBackend(options->backend);
+      registerOverlay(options->overlay);
       show(context, job);
     };
   });

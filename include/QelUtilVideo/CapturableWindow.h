@@ -8,10 +8,11 @@
 
 namespace QelUtilVideo {
 
-/// A source that is one application window. Any thread. This version lists none.
+/// A source that is one application window. Any thread.
 class QEL_EXPORT CapturableWindow : public virtual Capturable {
  public:
-  /// The process that owns the window; 0 when nobody knows.
+  /// The process that owns the window; 0 when nobody knows, a negative number of its own when the window
+  /// server knows the owner but not its process.
   [[nodiscard]] virtual std::int32_t processIdentifier() const = 0;
   [[nodiscard]] virtual std::uint32_t windowID() const = 0;
   /// The window's title; empty when it has none.

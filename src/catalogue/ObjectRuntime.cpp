@@ -68,6 +68,9 @@ using Object = std::shared_ptr<NSObject>;
 constexpr std::array windowManager{
     property<&CapturableWindowManager::didRefreshNotification>("didRefreshNotification"),
     property<&CapturableWindowManager::screens>("screens"),
+    property<&CapturableWindowManager::windows>("windows"),
+    classMethod<&CapturableWindowManager::setOverlay>("setOverlayWithWindowLevel:processIdentifier:"),
+    classMethod<&CapturableWindowManager::clearOverlay>("clearOverlay"),
     // What the notification centre calls by name; in C++ it is a function of the library's own.
     instanceMethod<void(const NSNotification&)>("updateScreens:"),
     instanceMethod<Object()>("init"),

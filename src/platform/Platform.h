@@ -18,6 +18,7 @@ class SystemLog;
 class SystemVersion;
 class UserDefaults;
 class Views;
+class WindowServer;
 
 /// Everything the library expects of a machine. Each part is made when it is first asked for and lives
 /// as long as the platform. Any thread.
@@ -32,6 +33,7 @@ class Platform {
   virtual Bundle& bundle() = 0;
   virtual SystemLog& systemLog() = 0;
   virtual Displays& displays() = 0;
+  virtual WindowServer& windowServer() = 0;
   virtual Cursor& cursor() = 0;
   virtual Views& views() = 0;
   virtual Images& images() = 0;

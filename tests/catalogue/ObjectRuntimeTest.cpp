@@ -74,9 +74,11 @@ TEST(ObjectRuntime, delegatesArePublishedWithTheseMembers) {
 }
 
 TEST(ObjectRuntime, classesArePublishedWithTheseMembers) {
-  EXPECT_THAT(members("QelUtilVideoCapturableWindowManager"),
-              ElementsAre("+didRefreshNotification T@\"NSString\",N,R", "+screens T@\"NSArray\",N,R",
-                          "-updateScreens: v24@0:8@16", "-init @16@0:8"));
+  EXPECT_THAT(
+      members("QelUtilVideoCapturableWindowManager"),
+      ElementsAre("+didRefreshNotification T@\"NSString\",N,R", "+screens T@\"NSArray\",N,R",
+                  "+windows T@\"NSArray\",N,R", "+setOverlayWithWindowLevel:processIdentifier: v28@0:8q16i24",
+                  "+clearOverlay v16@0:8", "-updateScreens: v24@0:8@16", "-init @16@0:8"));
   EXPECT_THAT(
       members("QelUtilVideoRenderView"),
       ElementsAre("delegate T@\"<QelUtilVideoRenderViewDelegate>\",N,W",

@@ -1,6 +1,8 @@
 #pragma once
 
-#include <QelUtilVideo/platform/Dictionary.h>
+#include "capture/windowlist/ScreenTargets.h"
+#include "capture/windowlist/WindowTargets.h"
+
 #include <QelUtilVideo/platform/NSScreen.h>
 #include <QelUtilVideo/platform/NotificationCenter.h>
 
@@ -10,12 +12,11 @@
 namespace QelUtilVideo {
 
 class CapturableScreen;
+class CapturableWindow;
 class DispatchQueue;
 class Root;
 
 namespace windowlist {
-
-class Screen;
 
 /// The one instance behind the class-level operations of `CapturableWindowManager`. Its lists are read
 /// and changed in blocks on its queue only; those blocks also log. Any thread.
@@ -25,9 +26,12 @@ class SharedWindowManager {
   SharedWindowManager(const SharedWindowManager&) = delete;
   SharedWindowManager& operator=(const SharedWindowManager&) = delete;
 
-  /// The first call lists the displays and follows their changes from then on. The constructor does not:
-  /// listing logs, and a sink that asks for the list would wait for the object that is being made.
+  // The first call of either lists the displays and follows their changes from then on. The constructor does
+  // not: listing logs, and a sink that asks for a list would wait for the object that is being made.
+
   [[nodiscard]] std::vector<std::shared_ptr<CapturableScreen>> screens();
+  /// Lists the windows anew.
+  [[nodiscard]] std::vector<std::shared_ptr<CapturableWindow>> windows();
 
   /// The display arrangement changed: refreshes the list and posts what came and went, if anything did,
   /// on the calling thread.
@@ -35,15 +39,16 @@ class SharedWindowManager {
 
  private:
   void listFirst();  ///< on the queue
-  /// What came and went, as notifications carry it. In ScreenRefresh.cpp, with its helpers.
+  /// What came and went, as notifications carry it.
   Dictionary refreshScreens();
-  Dictionary updateScreenList();
+  [[nodiscard]] std::vector<CGDirectDisplayID> listedDisplays() const;  ///< on the queue
   void updateGeometry(const std::vector<CGDirectDisplayID>& displays);
 
   Root& root_;
   const std::shared_ptr<DispatchQueue> queue_;
   bool isListed_ = false;
-  std::vector<std::shared_ptr<Screen>> screens_;
+  ScreenTargets screens_;
+  WindowTargets windows_;
 };
 
 }  // namespace windowlist

@@ -2,6 +2,7 @@
 #include "platform/NotificationCenterImpl.h"
 #include "platform/Platform.h"
 #include "platform/Root.h"
+#include "platform/WindowServer.h"
 #include "platform/linux/core/LinuxBundle.h"
 #include "platform/linux/core/LinuxClock.h"
 #include "platform/linux/core/LinuxDiagnostics.h"
@@ -18,6 +19,7 @@
 #include "platform/linux/x11/X11EventPump.h"
 #include "platform/linux/x11/X11Examination.h"
 #include "platform/linux/x11/X11Views.h"
+#include "platform/linux/x11/windowserver/X11WindowServer.h"
 
 #include <memory>
 #include <mutex>
@@ -48,7 +50,7 @@ class NoMetal final : public Metal {
   [[nodiscard]] std::shared_ptr<MTLDevice> MTLCreateSystemDefaultDevice() override { return nullptr; }
 };
 
-/// The connection that displays, cursor and windows share.
+/// A connection: one that displays, cursor and views share, and another one.
 struct X11 {
   explicit X11(EventLoop& loop) {
     if (connection) pump.emplace(connection, loop);
@@ -90,6 +92,11 @@ class LinuxPlatform final : public Platform {
   Displays& displays() override {
     return displays_.get(x11().connection, linuxDispatch().eventLoop(), notificationCenter(), trouble_);
   }
+  WindowServer& windowServer() override {
+    // On a connection of its own: large pictures hold nobody up who draws or follows displays.
+    const auto& x11 = windowServerX11_.get(linuxDispatch().eventLoop());
+    return windowServer_.get(x11.connection, linuxDispatch().eventLoop());
+  }
   Cursor& cursor() override { return cursor_.get(x11().connection); }
   Views& views() override { return views_.get(x11().connection, linuxDispatch().eventLoop(), trouble_); }
   Images& images() override { return images_; }
@@ -112,6 +119,8 @@ class LinuxPlatform final : public Platform {
   OnFirstUse<LinuxBundle> bundle_;
   OnFirstUse<X11> x11_;
   OnFirstUse<X11Displays> displays_;
+  OnFirstUse<X11> windowServerX11_;
+  OnFirstUse<X11WindowServer> windowServer_;
   OnFirstUse<X11Cursor> cursor_;
   OnFirstUse<X11Views> views_;
   PixmanImages images_;

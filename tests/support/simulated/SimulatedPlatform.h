@@ -9,6 +9,7 @@
 #include "support/simulated/SimulatedOpenGL.h"
 #include "support/simulated/SimulatedServices.h"
 #include "support/simulated/SimulatedViews.h"
+#include "support/simulated/SimulatedWindowServer.h"
 
 namespace QelUtilVideo {
 
@@ -31,6 +32,7 @@ class SimulatedPlatform final : public Platform {
   SimulatedBundle& bundle() override { return bundle_; }
   SimulatedSystemLog& systemLog() override { return systemLog_; }
   SimulatedDisplays& displays() override { return displays_; }
+  SimulatedWindowServer& windowServer() override { return windowServer_; }
   SimulatedCursor& cursor() override { return cursor_; }
   SimulatedViews& views() override { return views_; }
   Images& images() override { return images_; }
@@ -54,6 +56,7 @@ class SimulatedPlatform final : public Platform {
   SimulatedUserDefaults userDefaults_;
   SimulatedBundle bundle_;
   SimulatedDisplays displays_;
+  SimulatedWindowServer windowServer_;
   SimulatedCursor cursor_;
   SimulatedViews views_;
   PixmanImages images_;

@@ -142,7 +142,13 @@ XcbReply<xcb_generic_event_t> X11Connection::takeEvent() {
   const MutexLock lock(mutex_);
   XcbReply<xcb_generic_event_t> event(xcb_poll_for_event(connection_.get()));
   isHandingOut_ = event != nullptr;
+  if (!isHandingOut_) handedOut_.notify_all();
   return event;
+}
+
+void X11Connection::awaitEvents() {
+  const MutexLock lock(mutex_);
+  while (isHandingOut_) handedOut_.wait(mutex_);
 }
 
 std::vector<std::shared_ptr<X11EventSink>> X11Connection::sinks() {

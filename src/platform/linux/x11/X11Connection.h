@@ -121,6 +121,9 @@ class X11Connection {
   /// Tells the sink about events, in their order, and the loss of the connection from now on, as long as it
   /// lives.
   void addSink(std::weak_ptr<X11EventSink> sink);
+  /// Waits until the sinks have got the events that came before, which another thread may be handing out.
+  /// Not inside a `Use`, nor under a lock that a sink takes.
+  void awaitEvents();
 
  private:
   struct Disconnect {
@@ -154,6 +157,7 @@ class X11Connection {
   Mutex mutex_;
   std::vector<std::weak_ptr<X11EventSink>> sinks_ GUARDED_BY(mutex_);
   bool isHandingOut_ GUARDED_BY(mutex_) = false;
+  ConditionVariable handedOut_;
 };
 
 }  // namespace QelUtilVideo

@@ -25,18 +25,18 @@ struct WindowRecord {
   xcb_window_t top = XCB_NONE;
   /// Where `top` lies with its border; its pixmap measures this.
   PixelRect topBounds;
+  int borderWidth = 0;  ///< of `top`
   /// Where the window's content lies: inside its border, without shadows that the client draws itself.
   PixelRect bounds;
   std::uint8_t depth = 0;     ///< of `top`
   xcb_visualid_t visual = 0;  ///< of `top`
   bool isOnScreen = false;    ///< it and what it lies in are mapped
-  bool isManaged = false;     ///< a window manager lists it
-  bool isOverrideRedirect = false;
 
   std::int32_t layer = 0;
   double alpha = 1;
   std::int32_t processIdentifier = 0;
   std::string ownerName;
+  std::optional<std::string> bundleIdentifier;  ///< of the owner
   std::optional<std::string> name;
 
   friend bool operator==(const WindowRecord&, const WindowRecord&) = default;

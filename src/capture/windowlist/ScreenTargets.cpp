@@ -1,13 +1,10 @@
-#include "capture/windowlist/SharedWindowManager.h"
+#include "capture/windowlist/ScreenTargets.h"
 
 #include "capture/device/DisplayNaming.h"
-#include "capture/windowlist/DisplayGeometry.h"
 #include "capture/windowlist/Screen.h"
 #include "log/Log.h"
-#include "platform/Dispatch.h"
 #include "platform/Displays.h"
 #include "platform/Platform.h"
-#include "platform/Root.h"
 
 #include <algorithm>
 #include <string>
@@ -16,16 +13,16 @@
 namespace QelUtilVideo::windowlist {
 namespace {
 
-using ScreenList = std::vector<std::shared_ptr<Screen>>;
+using List = ScreenTargets::List;
 
-std::shared_ptr<Screen> find(const ScreenList& list, CGDirectDisplayID display) {
+std::shared_ptr<Screen> find(const List& list, CGDirectDisplayID display) {
   const auto found = std::find_if(list.begin(), list.end(),
                                   [&](const auto& screen) { return screen->displayID() == display; });
   return found == list.end() ? nullptr : *found;
 }
 
 /// The entry of the old list, on its new screen object, or a new one; null for a screen that is no display.
-std::shared_ptr<Screen> listedScreen(Platform& platform, const ScreenList& old,
+std::shared_ptr<Screen> listedScreen(Platform& platform, const List& old,
                                      const std::shared_ptr<NSScreen>& screen) {
   const auto displayID = device::screenDisplayID(*screen);
   if (!displayID) return nullptr;
@@ -36,7 +33,7 @@ std::shared_ptr<Screen> listedScreen(Platform& platform, const ScreenList& old,
 }
 
 /// The entries of `list` whose display is not in `others`, each logged.
-Array missingFrom(const ScreenList& others, const ScreenList& list, const char* what) {
+Array missingFrom(const List& others, const List& list, const char* what) {
   Array missing;
   for (const auto& screen : list) {
     if (find(others, screen->displayID())) continue;
@@ -48,39 +45,19 @@ Array missingFrom(const ScreenList& others, const ScreenList& list, const char* 
 
 }  // namespace
 
-Dictionary SharedWindowManager::refreshScreens() {
-  Dictionary change;
-  std::vector<CGDirectDisplayID> displays;
-  queue_->sync([&] {
-    change = updateScreenList();
-    for (const auto& screen : screens_) displays.push_back(screen->displayID());
-  });
-  updateGeometry(displays);
-  return change;
-}
-
-Dictionary SharedWindowManager::updateScreenList() {
-  Platform& platform = root_.platform();
-  ScreenList listed;
+Dictionary ScreenTargets::update(Platform& platform) {
+  List listed;
   for (const auto& screen : platform.displays().screens()) {
-    if (auto entry = listedScreen(platform, screens_, screen)) listed.push_back(std::move(entry));
+    if (auto entry = listedScreen(platform, list_, screen)) listed.push_back(std::move(entry));
   }
-  Array disconnected = missingFrom(listed, screens_, " disconnected");
-  Array connected = missingFrom(screens_, listed, " connected");
-  screens_ = std::move(listed);
+  Array disconnected = missingFrom(listed, list_, " disconnected");
+  Array connected = missingFrom(list_, listed, " connected");
+  list_ = std::move(listed);
 
   Dictionary change;
   if (!connected.empty()) change.set("connected", std::move(connected));
   if (!disconnected.empty()) change.set("disconnected", std::move(disconnected));
   return change;
-}
-
-void SharedWindowManager::updateGeometry(const std::vector<CGDirectDisplayID>& displays) {
-  std::vector<CGRect> bounds;
-  for (const CGDirectDisplayID display : displays) {
-    bounds.push_back(root_.platform().displays().CGDisplayBounds(display));
-  }
-  root_.get<CurrentDisplayGeometry>().set(makeDisplayGeometry(std::move(bounds)));
 }
 
 }  // namespace QelUtilVideo::windowlist

@@ -1,0 +1,170 @@
+#include "platform/linux/x11/windowserver/X11WindowServer.h"
+
+#include "platform/linux/x11/windowserver/Applications.h"
+#include "platform/linux/x11/windowserver/WindowDescription.h"
+#include "platform/linux/x11/windowserver/WindowSelection.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <mutex>
+#include <utility>
+
+namespace QelUtilVideo {
+
+namespace {
+
+std::vector<Dictionary> descriptionsOf(const std::vector<WindowRecord>& windows) {
+  std::vector<Dictionary> descriptions;
+  descriptions.reserve(windows.size());
+  std::transform(windows.begin(), windows.end(), std::back_inserter(descriptions), windowDescription);
+  return descriptions;
+}
+
+Opacity opacityOf(std::uint32_t imageOptions) {
+  return imageOptions & kCGWindowImageShouldBeOpaque ? Opacity::whole : Opacity::asItIs;
+}
+
+/// The whole pixels that the rectangle touches; absent when they are none that a picture can have.
+std::optional<PixelRect> pixelsOf(const CGRect& rect) {
+  constexpr double kFarthest = 1e6;
+  const double left = std::floor(CGRectGetMinX(rect)), right = std::ceil(CGRectGetMaxX(rect));
+  const double top = std::floor(CGRectGetMinY(rect)), bottom = std::ceil(CGRectGetMaxY(rect));
+  for (const double edge : {left, right, top, bottom}) {
+    if (!(std::abs(edge) <= kFarthest)) return std::nullopt;  // not for NaN either
+  }
+  const PixelRect pixels{static_cast<int>(left), static_cast<int>(top), static_cast<int>(right - left),
+                         static_cast<int>(bottom - top)};
+  return WindowPixels::isPossible(pixels) ? std::optional(pixels) : std::nullopt;
+}
+
+/// The windows of a list, from the back to the front; of the desktop there is no picture.
+WindowPixels::Selection backToFront(std::function<std::vector<WindowRecord>(const WindowList&)> select) {
+  return [select = std::move(select)](const WindowList& list) {
+    auto windows = select(list);
+    std::erase_if(windows, [&](const WindowRecord& window) { return window.window == list.desktop.window; });
+    std::reverse(windows.begin(), windows.end());
+    return windows;
+  };
+}
+
+/// Fetches the pixels when they are first asked for.
+class PixelsOnDemand : public CGDataProvider {
+ public:
+  PixelsOnDemand(std::shared_ptr<WindowPixels> pixels, WindowPixels::Selection selection,
+                 std::optional<PixelRect> area, Opacity opacity, const CGImageLayout& layout)
+      : pixels_(std::move(pixels)),
+        selection_(std::move(selection)),
+        area_(area),
+        opacity_(opacity),
+        layout_(layout) {}
+
+  [[nodiscard]] std::shared_ptr<ImageBytes> bytes() override {
+    std::call_once(fetched_, [this] {
+      const auto image = pixels_->fetch(selection_, area_, opacity_);
+      if (!image || image->width() != layout_.width || image->height() != layout_.height) return;
+      bytes_ = image->dataProvider()->bytes();
+    });
+    return bytes_;
+  }
+
+ private:
+  const std::shared_ptr<WindowPixels> pixels_;
+  const WindowPixels::Selection selection_;
+  const std::optional<PixelRect> area_;
+  const Opacity opacity_;
+  const CGImageLayout layout_;
+  std::once_flag fetched_;
+  std::shared_ptr<ImageBytes> bytes_;
+};
+
+}  // namespace
+
+X11WindowServer::X11WindowServer(std::shared_ptr<X11Connection> connection, EventLoop& loop)
+    : connection_(std::move(connection)) {
+  if (!connection_) return;
+  table_ = WindowTable::make(connection_, loop);
+  pixels_ = std::make_shared<WindowPixels>(connection_, table_);
+}
+
+X11WindowServer::~X11WindowServer() = default;
+
+std::optional<std::vector<Dictionary>> X11WindowServer::CGWindowListCopyWindowInfo(std::uint32_t options,
+                                                                                   CGWindowID relativeTo) {
+  const auto list = table_ ? table_->current() : nullptr;
+  if (!list) return std::nullopt;
+  return descriptionsOf(selectWindows(*list, options, relativeTo));
+}
+
+std::vector<Dictionary> X11WindowServer::CGWindowListCreateDescriptionFromArray(
+    std::span<const CGWindowID> windows) {
+  std::vector<Dictionary> descriptions;
+  const auto list = table_ ? table_->current() : nullptr;
+  if (!list) return descriptions;
+  for (const CGWindowID number : windows) {
+    if (const auto* window = findWindow(*list, number)) descriptions.push_back(windowDescription(*window));
+  }
+  return descriptions;
+}
+
+std::shared_ptr<CGImage> X11WindowServer::CGWindowListCreateImage(const CGRect& rect, std::uint32_t options,
+                                                                  CGWindowID window,
+                                                                  std::uint32_t imageOptions) {
+  const auto list = table_ ? table_->current() : nullptr;
+  if (!list) return nullptr;
+  auto selection = backToFront(
+      [options, window](const WindowList& windows) { return selectWindows(windows, options, window); });
+  const auto windows = selection(*list);
+  const bool hasPixels = std::count_if(windows.begin(), windows.end(),
+                                       [&](const WindowRecord& one) { return pixels_->probe(one); });
+  std::optional<PixelRect> area;
+  if (!CGRectIsNull(rect)) {
+    area = pixelsOf(rect);
+    if (!area) return nullptr;
+  }
+  const PixelRect size = area.value_or(WindowPixels::boundsOf(windows));
+  if (!hasPixels || !WindowPixels::isPossible(size)) return nullptr;
+
+  CGImageLayout layout;
+  layout.width = static_cast<std::size_t>(size.width);
+  layout.height = static_cast<std::size_t>(size.height);
+  layout.bytesPerRow = layout.width * 4;
+  const WindowRecord& back = windows.front();
+  const auto format = X11PixelFormat::of(*connection_, back.depth, back.visual);
+  if (!format) return nullptr;
+  layout.colorSpaceModel = format->model;
+  // Only then is it known, and does it not matter, which bytes will be opaque.
+  return std::make_shared<CGImage>(
+      layout,
+      std::make_shared<PixelsOnDemand>(pixels_, std::move(selection), area, opacityOf(imageOptions), layout));
+}
+
+std::shared_ptr<CGImage> X11WindowServer::CGWindowListCreateImageFromArray(
+    const CGRect& rect, std::span<const CGWindowID> windows, std::uint32_t imageOptions) {
+  if (!pixels_) return nullptr;
+  std::optional<PixelRect> area;
+  if (!CGRectIsNull(rect)) {
+    area = pixelsOf(rect);
+    if (!area) return nullptr;
+  }
+  return pixels_->fetch(
+      backToFront([windows](const WindowList& list) { return selectWindows(list, windows); }), area,
+      opacityOf(imageOptions));
+}
+
+std::optional<NSRunningApplication> X11WindowServer::runningApplicationWithProcessIdentifier(
+    std::int32_t processIdentifier) {
+  if (const auto list = table_ ? table_->current() : nullptr) {
+    for (const auto* windows : {&list->onScreen, &list->offScreen}) {
+      for (const WindowRecord& window : *windows) {
+        if (window.processIdentifier == processIdentifier)
+          return NSRunningApplication{window.bundleIdentifier};
+      }
+    }
+  }
+  const Application application = findApplication(processIdentifier, std::nullopt);
+  if (application.name.empty()) return std::nullopt;
+  return NSRunningApplication{application.bundleIdentifier};
+}
+
+}  // namespace QelUtilVideo
