@@ -20,6 +20,10 @@ void CALayer::setSurface(std::shared_ptr<ViewSurface> surface) {
   didChangeSurface();
 }
 
+void CALayer::surfaceGone() {
+  if (const auto view = this->view()) view->updateLayerSurface();
+}
+
 void CALayer::setView(std::weak_ptr<NSView> view) {
   const MutexLock lock(mutex_);
   view_ = std::move(view);

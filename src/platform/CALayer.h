@@ -35,6 +35,8 @@ class CALayer : public ViewSurfaceClient, public std::enable_shared_from_this<CA
   virtual void setNeedsDisplay() = 0;
   /// The view gives the layer up for good: what it draws with goes. The layer still backs the view.
   virtual void willLeaveView() = 0;
+  /// Has the view make another surface.
+  void surfaceGone() override;
   /// The last picture presented, in pixels, first row at the top; null before the first. Its layout says
   /// whether colours are multiplied by alpha.
   [[nodiscard]] virtual CGImageRef contents() = 0;

@@ -17,6 +17,10 @@ namespace QelUtilVideo {
 namespace {
 
 constexpr std::uint32_t everyDisplay = 0xFFFFFFFF;
+/// Times that a context is tried for again, and the seconds between them: what stood in the way, a graphics
+/// processor that recovers or a server without room for one more client, is over soon or stays.
+constexpr int mostAttempts = 5;
+constexpr double attemptInterval = 1;
 
 CGSize surfaceSize(const NSView& view) {
   const CGSize size = view.convertSizeToBacking(view.bounds().size);
@@ -44,7 +48,7 @@ NSOpenGLLayer::~NSOpenGLLayer() = default;
 
 void NSOpenGLLayer::setAsynchronous(bool asynchronous) {
   asynchronous_ = asynchronous;
-  updateDriver();
+  if (!updateDriver()) tryAgainLater();
 }
 
 std::shared_ptr<NSOpenGLContext> NSOpenGLLayer::openGLContext() const {
@@ -57,7 +61,7 @@ void NSOpenGLLayer::setOpenGLContext(std::shared_ptr<NSOpenGLContext> context) {
     const MutexLock lock(mutex_);
     std::swap(context_, context);
   }
-  updateDriver();
+  if (!updateDriver()) tryAgainLater();
 }
 
 NSOpenGLPixelFormat NSOpenGLLayer::openGLPixelFormatForDisplayMask(std::uint32_t) {
@@ -89,13 +93,16 @@ bool NSOpenGLLayer::refresh(double displayTime) {
 
 void NSOpenGLLayer::setVisible(bool visible) {
   visible_ = visible;
-  if (visible_) provideContext();
-  updateDriver();
+  provide();
   setNeedsDisplay();
 }
 
 void NSOpenGLLayer::screenChanged() {
-  if (driver_) driver_->setRefreshRate(refreshRate(view()));
+  if (driver_) {
+    driver_->setRefreshRate(refreshRate(view()));
+  } else {
+    provide();
+  }
 }
 
 void NSOpenGLLayer::boundsChanged() {
@@ -127,7 +134,7 @@ void NSOpenGLLayer::surfaceExposed() {
 
 void NSOpenGLLayer::surfaceOccluded(bool occluded) {
   occluded_ = occluded;
-  updateDriver();
+  provide();
   if (!occluded_) surfaceExposed();
 }
 
@@ -138,8 +145,7 @@ void NSOpenGLLayer::willLeaveSurface() {
 
 void NSOpenGLLayer::didChangeSurface() {
   occluded_ = false;
-  if (visible_) provideContext();
-  updateDriver();
+  provide();
 }
 
 bool NSOpenGLLayer::draw(NSView& view, NSOpenGLContext& context, double displayTime) {
@@ -154,22 +160,47 @@ bool NSOpenGLLayer::draw(NSView& view, NSOpenGLContext& context, double displayT
     if (context.cglContextObj()) replacesContext_ = false;
   });
   if (!drew && needsPresentation) context.presentAgain();
+  if (!context.isShown()) needsPresentation_ = true;
   return drew;
 }
 
-void NSOpenGLLayer::provideContext() {
+void NSOpenGLLayer::provide() {
+  attempts_.reset();
+  const bool hasContext = !visible_ || provideContext();
+  if (!updateDriver() || !hasContext) tryAgainLater();
+}
+
+void NSOpenGLLayer::tryAgainLater() {
+  if (!visible_ || attempts_) return;
+  Dispatch& dispatch = Root::current().platform().dispatch();
+  attempts_ = dispatch.makeTimerSource(dispatch.mainQueue());
+  attempts_->setEventHandler([weak = weak_from_this(), count = 0]() mutable {
+    const auto layer = std::static_pointer_cast<NSOpenGLLayer>(weak.lock());
+    if (!layer || !layer->attempts_) return;
+    count += 1;
+    const bool hasContext = !layer->visible_ || layer->provideContext();
+    const bool isProvided = layer->updateDriver() && hasContext;
+    if (isProvided || count == mostAttempts) layer->attempts_.reset();
+    if (isProvided) layer->setNeedsDisplay();
+  });
+  attempts_->schedule(attemptInterval, attemptInterval);
+  attempts_->resume();
+}
+
+bool NSOpenGLLayer::provideContext() {
   const auto window = nativeWindow(surface());
   const auto present = openGLContext();
   if (present && present->cglContextObj()) {
     const bool isTied = drawable_ == window || present->setDrawable(pointer(window));
     drawable_ = isTied ? window : std::nullopt;
-    if (isTied) return;
+    if (isTied) return true;
   }
   const NSOpenGLPixelFormat format = openGLPixelFormatForDisplayMask(everyDisplay);
   auto context = openGLContextForPixelFormat(format);
-  if (!context) return;
+  if (!context) return false;
   drawable_ = window;
   setOpenGLContext(std::move(context));
+  return true;
 }
 
 void NSOpenGLLayer::replaceLostContext() {
@@ -178,18 +209,20 @@ void NSOpenGLLayer::replaceLostContext() {
     const auto layer = std::static_pointer_cast<NSOpenGLLayer>(weak.lock());
     // One that was taken away meanwhile is not missed.
     if (!layer || !layer->visible_ || !layer->openGLContext()) return;
-    layer->provideContext();
+    layer->provide();
     layer->setNeedsDisplay();
   });
 }
 
-void NSOpenGLLayer::updateDriver() {
-  const bool driven = visible_ && !occluded_ && asynchronous_ && openGLContext();
+bool NSOpenGLLayer::updateDriver() {
+  const auto context = openGLContext();
+  const bool driven = visible_ && !occluded_ && asynchronous_ && context && context->cglContextObj();
   if (!driven) driver_.reset();
   if (driven && !driver_) {
     driver_ = openGL_.makeLayerDriver(std::static_pointer_cast<NSOpenGLLayer>(shared_from_this()),
                                       refreshRate(view()));
   }
+  return !driven || driver_;
 }
 
 }  // namespace QelUtilVideo

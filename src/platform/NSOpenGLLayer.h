@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/CALayer.h"
+#include "platform/Dispatch.h"
 #include "platform/OpenGL.h"
 #include "platform/ThreadSafety.h"
 
@@ -19,8 +20,9 @@ namespace QelUtilVideo {
 /// The context is made when the layer becomes visible and has none, and kept until the layer goes or its
 /// view gives it up; while the view lies in a window on a display, it is tied to the layer's surface there.
 /// It is replaced when it cannot draw there, and when it is lost; but a replacement that is lost before it
-/// was drawn in only when the layer becomes visible again. Main thread, except where said; the last
-/// reference may be dropped on any thread, the drawing thread included.
+/// was drawn in only when the layer becomes visible again. Where no context can be had, a few more attempts
+/// are made, a second apart, and one whenever something changes on the screen. Main thread, except where
+/// said; the last reference may be dropped on any thread, the drawing thread included.
 class NSOpenGLLayer : public CALayer {
  public:
   explicit NSOpenGLLayer(OpenGL& openGL);
@@ -63,10 +65,15 @@ class NSOpenGLLayer : public CALayer {
 
  private:
   bool draw(NSView& view, NSOpenGLContext& context, double displayTime);
-  /// Makes a context unless there is one that draws on the surface.
-  void provideContext();
+  /// Makes a context unless there is one that draws on the surface, and a driver when one is due; what cannot
+  /// be had is tried again later.
+  void provide();
+  void tryAgainLater();
+  /// Answers whether there is a context that draws on the surface.
+  bool provideContext();
   void replaceLostContext();
-  void updateDriver();
+  /// False: a driver is due and cannot be had.
+  bool updateDriver();
 
   OpenGL& openGL_;
   bool needsDisplayOnBoundsChange_ = false;
@@ -75,8 +82,9 @@ class NSOpenGLLayer : public CALayer {
   bool occluded_ = false;
   std::optional<NativeWindow> drawable_;  ///< what the context was last tied to
   std::unique_ptr<OpenGLLayerDriver> driver_;
-  std::atomic<bool> needsPresentation_ = false;  ///< the display lost pixels since the last presentation
-  std::atomic<bool> replacesContext_ = false;    ///< since a loss, until something was drawn again
+  std::unique_ptr<DispatchTimerSource> attempts_;  ///< while what is due cannot be had
+  std::atomic<bool> needsPresentation_ = false;    ///< the display lost pixels since the last presentation
+  std::atomic<bool> replacesContext_ = false;      ///< since a loss, until something was drawn again
   mutable Mutex mutex_;
   std::shared_ptr<NSOpenGLContext> context_ GUARDED_BY(mutex_);
 };

@@ -113,6 +113,11 @@ void NSView::detach() {
   const auto me = self();
   const auto oldSuperview = superview();
   const auto oldWindow = window();
+  // Also where the window has gone meanwhile.
+  const bool isInWindow = withShared([](const Shared& shared) {
+    const std::weak_ptr<NSWindow> none;
+    return shared.window.owner_before(none) || none.owner_before(shared.window);
+  });
   if (!oldSuperview) {
     if (oldWindow && oldWindow->contentView() == me) oldWindow->setContentView(nullptr);
     return;
@@ -120,7 +125,7 @@ void NSView::detach() {
   const bool wasHidden = isHiddenOrHasHiddenAncestor();
   std::erase(oldSuperview->subviews_, me);
   withShared([](Shared& shared) { shared.superview.reset(); });
-  if (oldWindow) moveToWindow(nullptr);
+  if (isInWindow) moveToWindow(nullptr);
   if (wasHidden && !isHiddenOrHasHiddenAncestor()) hiddenAncestryChanged(false);
 }
 

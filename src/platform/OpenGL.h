@@ -71,6 +71,8 @@ class NSOpenGLContext {
   /// Takes the lock. Shows what was presented last once more, stretched to the size that the window now
   /// has; black before the first presentation. Nothing without a window.
   virtual void presentAgain() = 0;
+  /// Whether the window shows what was presented last; true without a window. With the context locked.
+  [[nodiscard]] virtual bool isShown() const = 0;
   /// Takes the lock. Ties the context to a window, or to none (null), in place of the one before; what was
   /// presented last is kept. False: it cannot draw there (another server, another visual), and is tied to
   /// none. Any thread.

@@ -21,6 +21,8 @@ class ViewSurfaceClient {
   virtual void surfaceExposed() = 0;
   /// The surface is covered by others as a whole, or no longer is.
   virtual void surfaceOccluded(bool occluded) = 0;
+  /// Somebody else has destroyed it. Nothing that is drawn on it shows any more.
+  virtual void surfaceGone() = 0;
 };
 
 /// The part of a window that one view is drawn on: a child window with 24 bits of colour. It comes into

@@ -291,6 +291,48 @@ TEST_F(Layers, withoutAContextNothingIsDrawnUntilTheLayerGetsOne) {
   EXPECT_EQ(openGL.contexts().at(0)->flushes, 1);
 }
 
+TEST_F(Layers, aContextThatCannotBeHadIsTriedForAgainAFewTimes) {
+  const auto drawsOnceThereIsADriver = [this] {
+    machine->advance(2);
+    openGL.refresh();
+    EXPECT_THAT(view->drawn, IsEmpty());
+    openGL.hasDriver = true;
+    machine->advance(1.5);
+    openGL.refresh();
+    EXPECT_EQ(std::exchange(view->drawn, {}).size(), 1U);
+    EXPECT_EQ(openGL.liveDrivers(), 1U);
+  };
+  openGL.hasDriver = false;
+  window->contentView()->addSubview(view);
+  drawsOnceThereIsADriver();
+
+  openGL.hasDriver = false;
+  openGL.contexts().at(0)->lost = true;
+  openGL.refresh();
+  machine->runMain();
+  EXPECT_EQ(openGL.liveDrivers(), 0U) << "nobody refreshes what cannot be drawn";
+  drawsOnceThereIsADriver();
+
+  openGL.hasDriver = false;
+  openGL.contexts().at(0)->lost = true;
+  openGL.refresh();
+  machine->advance(60);
+  openGL.hasDriver = true;
+  machine->advance(60);
+  EXPECT_EQ(openGL.liveDrivers(), 0U) << "what does not come back is not waited for";
+  view->setHidden(true);
+  view->setHidden(false);
+  EXPECT_EQ(openGL.liveDrivers(), 1U);
+}
+
+TEST_F(Layers, aViewThatIsRemovedAfterItsWindowWentIsNotDrivenAnyMore) {
+  window->contentView()->addSubview(view);
+  std::thread([this] { window.reset(); }).join();
+  view->removeFromSuperview();
+  EXPECT_EQ(openGL.liveDrivers(), 0U);
+  EXPECT_EQ(view->openGLLayer().surface(), nullptr);
+}
+
 TEST_F(Layers, whatDrawingThrowsIsReportedAndLeavesTheContextFree) {
   window->contentView()->addSubview(view);
   view->whileDrawing = [] { throw std::runtime_error("no paint"); };

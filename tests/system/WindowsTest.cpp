@@ -68,6 +68,7 @@ struct Client final : Told, WindowClient {
 struct SurfaceClient final : Told, ViewSurfaceClient {
   void surfaceExposed() override { note("exposed"); }
   void surfaceOccluded(bool occluded) override { note(occluded ? "occluded" : "seen"); }
+  void surfaceGone() override { note("surface gone"); }
 };
 
 /// Another program on the server, which may play the window manager. Each call waits until the server
@@ -602,6 +603,32 @@ constexpr xcb_keycode_t kY = 29;
 constexpr xcb_keycode_t kMenu = 135;
 constexpr xcb_keycode_t kLeft = 113;
 constexpr xcb_keycode_t kEscape = 9;
+
+TEST_F(Windows, tellWhenOthersTakeTheirSurfacesAway) {
+  const xcb_window_t foreign = other_->makeWindow({0, 0, 100, 80}, kWhite);
+  other_->map(foreign);
+  const auto window = views_->makeWindowIn(foreign, client_);
+  const auto surface = window->makeSurface(surfaceClient_);
+  surface->setFrame(CGRectMake(0, 0, 50, 40));
+  surface->setHidden(false);
+  settle();
+  const auto isViewable = [&] {
+    return other_->attributes(surface->nativeWindow().window)->map_state == XCB_MAP_STATE_VIEWABLE;
+  };
+  xcb_unmap_subwindows(other_->get(), foreign);
+  other_->sync();
+  settle();
+  EXPECT_FALSE(isViewable());
+  surface->setFrame(CGRectMake(0, 0, 60, 40));
+  settle();
+  EXPECT_TRUE(isViewable());
+  surfaceClient_->take();
+  xcb_destroy_subwindows(other_->get(), foreign);
+  other_->sync();
+  settle();
+  EXPECT_THAT(surfaceClient_->take(), ElementsAre("surface gone"));
+  EXPECT_TRUE(window->makeSurface(surfaceClient_));
+}
 
 TEST_F(Windows, getTheKeysInTheLayoutInForceWhereverThePointerIs) {
   const auto window = makeShown({100, 80});

@@ -101,6 +101,7 @@ class QEL_EXPORT NSView : public virtual NSObject {
   [[nodiscard]] bool initWithCoder(NSCoder& coder);
 
  private:
+  friend class CALayer;
   friend class NSWindow;
 
   /// What other threads may ask for; kept under one lock.

@@ -94,10 +94,13 @@ void OpenGLRenderView::finalize() {
   if (!lockable) return drawAgain();
   const ContextLock lock(lockable);
   const MutexLock drawing(drawing_);
-  if (!isPrepared(context) || !context->makeCurrentContext()) return;
-  renderContext_.release();
+  if (!isPrepared(context)) return;
+  // On a thread that takes no context, the objects stay until theirs goes.
+  if (context->makeCurrentContext()) renderContext_.release();
   preparedContext_.with([](auto& prepared) { prepared.reset(); });
   log(LogLevel::info, logName_ + " finalized");
+  // Another context starts without the picture.
+  drawAgain();
 }
 
 std::shared_ptr<CALayer> OpenGLRenderView::makeBackingLayer() {
@@ -115,7 +118,10 @@ void OpenGLRenderView::viewDidChangeBackingProperties() {
 
 void OpenGLRenderView::drawRect(CGRect) {
   const auto context = layerContext();
-  if (context && !draw(context)) drawAgain();
+  if (!context || draw(context)) return;
+  // The refresh went by in vain.
+  const MutexLock drawing(drawing_);
+  redraw_ += 1;
 }
 
 std::shared_ptr<RenderViewDelegate> OpenGLRenderView::renderDelegate() const {

@@ -22,6 +22,18 @@ std::int32_t wholePixels(double length) {
   return static_cast<std::int32_t>(std::clamp(std::round(length), 0.0, largest));
 }
 
+/// Unlocks the base address of a buffer that is locked.
+class UnlockAtEnd {
+ public:
+  explicit UnlockAtEnd(CVPixelBuffer& buffer) : buffer_(buffer) {}
+  UnlockAtEnd(const UnlockAtEnd&) = delete;
+  UnlockAtEnd& operator=(const UnlockAtEnd&) = delete;
+  ~UnlockAtEnd() { CVPixelBufferUnlockBaseAddress(buffer_); }
+
+ private:
+  CVPixelBuffer& buffer_;
+};
+
 }  // namespace
 
 RenderContext::RenderContext(Platform& platform, const std::string& logName)
@@ -146,10 +158,12 @@ bool RenderContext::update(const Frame& frame, const RenderSettings& settings) {
     // The frame before is shown again, if this context has one.
     return lastMetadata_ && texture_.imageSize() != Texture::Size{};
   }
-  texture_.upload(*frame.pixelBuffer, frame.timestamp);
-  geometry_.updateOrientation(frame.orientation, sameSource && settings.rotateAnimationEnabled,
-                              texture_.imageSize());
-  CVPixelBufferUnlockBaseAddress(*frame.pixelBuffer);
+  {
+    const UnlockAtEnd locked(*frame.pixelBuffer);
+    texture_.upload(*frame.pixelBuffer, frame.timestamp);
+    geometry_.updateOrientation(frame.orientation, sameSource && settings.rotateAnimationEnabled,
+                                texture_.imageSize());
+  }
   lastMetadata_ = Metadata{settings.dataSource, frame.deviceID, frame.deviceType};
   lastTimestamp_ = frame.timestamp;
   return true;

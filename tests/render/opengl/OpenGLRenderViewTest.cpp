@@ -118,10 +118,14 @@ TEST_F(OpenGLRenderViewTest, anotherContextIsPreparedFromNothingAndAnEqualOneIgn
     EXPECT_EQ(gl().count(std::string("glDelete") + kind), 1u) << kind;
   }
   gl().clear();
-  view->setBlurRadius(0);
-  EXPECT_EQ(draws(5), 2u);
+  EXPECT_EQ(draws(5), 2u) << "what the context before showed is not lost";
   EXPECT_EQ(gl().count("glTexImage2D"), 2u);
   EXPECT_EQ(gl().count("glBufferData"), 1u);
+
+  context()->busy = true;
+  log.clear();
+  layer()->setOpenGLContext(nullptr);
+  EXPECT_THAT(log.messages(), ElementsAre("[RenderView:OpenGL:1] finalized"));
 }
 
 TEST_F(OpenGLRenderViewTest, aLostOrMissingContextSkipsTheDrawAndALaterRefreshTriesAgain) {

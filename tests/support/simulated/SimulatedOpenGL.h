@@ -48,6 +48,7 @@ class SimulatedContext final : public NSOpenGLContext, public CGLContext {
   bool makeCurrentContext() override;
   void flushBuffer() override;
   void presentAgain() override { presentationsAgain += 1; }
+  [[nodiscard]] bool isShown() const override { return true; }
   bool setDrawable(const NativeWindow* window) override;
   void setValues(std::int32_t value, std::int32_t parameter) override {
     values.emplace_back(value, parameter);

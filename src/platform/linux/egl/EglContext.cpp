@@ -53,7 +53,17 @@ void EglContext::flushBuffer() {
 
 void EglContext::presentAgain() {
   const Turn turn(*this);
-  if (window_ && makeCurrent()) showInWindow();
+  if (!window_) return;
+  if (makeCurrent()) {
+    showInWindow();
+  } else {
+    notShown_ = true;
+  }
+}
+
+bool EglContext::isShown() const {
+  const MutexLock guard(mutex_);
+  return !window_ || !notShown_;
 }
 
 bool EglContext::setDrawable(const NativeWindow* window) {

@@ -34,6 +34,7 @@ class EglContext final : public NSOpenGLContext, public CGLContext {
   bool makeCurrentContext() override;
   void flushBuffer() override;
   void presentAgain() override;
+  [[nodiscard]] bool isShown() const override;
   bool setDrawable(const NativeWindow* window) override;
   /// The same; `reason` says why it cannot draw there.
   bool setDrawable(const NativeWindow* window, std::string& reason);
@@ -84,14 +85,14 @@ class EglContext final : public NSOpenGLContext, public CGLContext {
   Synchronised<PixelSize> size_;
 
   Mutex turn_;  ///< held while waiting for the other, which does not know who came first
-  RecursiveMutex mutex_;
+  mutable RecursiveMutex mutex_;
   std::atomic<std::thread::id> owner_;
   int depth_ GUARDED_BY(mutex_) = 0;
   OffscreenSurface surface_ GUARDED_BY(mutex_);
   std::unique_ptr<EglWindow> window_ GUARDED_BY(mutex_);  ///< null off screen
   int swapInterval_ GUARDED_BY(mutex_) = 1;
   bool refused_ GUARDED_BY(mutex_) = false;   ///< the last attempt to make it current failed
-  bool notShown_ GUARDED_BY(mutex_) = false;  ///< the last attempt to show a picture in the window failed
+  bool notShown_ GUARDED_BY(mutex_) = false;  ///< the window does not show what was presented last
   std::optional<Before> before_ GUARDED_BY(mutex_);
 };
 

@@ -22,6 +22,16 @@ std::shared_ptr<NSOpenGLContext> EglOpenGL::makeContext(const NSOpenGLPixelForma
   if (!driver) return nullptr;
   EGLint error = EGL_SUCCESS;
   EglContextHandle handle = driver->makeContext(error);
+  if (!handle && !window && (error == EGL_NOT_INITIALIZED || error == EGL_BAD_DISPLAY)) {
+    // A host that uses the same one has ended it.
+    {
+      const MutexLock lock(mutex_);
+      if (display_ == driver) display_.reset();
+    }
+    driver = display();
+    if (!driver) return nullptr;
+    handle = driver->makeContext(error);
+  }
   if (!handle) {
     if (trouble_) trouble_("No OpenGL context: " + eglErrorName(error));
     return nullptr;

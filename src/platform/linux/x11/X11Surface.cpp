@@ -12,6 +12,7 @@ namespace QelUtilVideo {
 struct X11Surface::News {
   bool isExposed = false;
   bool isDestroyed = false;
+  std::optional<bool> isMapped;
   std::optional<bool> isOccluded;
 };
 
@@ -46,6 +47,12 @@ class X11Surface::Events final : public X11EventSink {
         if (destroyed.window == window_) news_->note([](News& news) { news.isDestroyed = true; });
         break;
       }
+      case XCB_MAP_NOTIFY:
+        noteMapping(reinterpret_cast<const xcb_map_notify_event_t&>(event).window, true);
+        break;
+      case XCB_UNMAP_NOTIFY:
+        noteMapping(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window, false);
+        break;
       default:
         break;
     }
@@ -53,6 +60,10 @@ class X11Surface::Events final : public X11EventSink {
   void handleLoss() override {}
 
  private:
+  void noteMapping(xcb_window_t window, bool isMapped) {
+    if (window == window_) news_->note([=](News& news) { news.isMapped = isMapped; });
+  }
+
   const xcb_window_t window_;
   const std::shared_ptr<MainThreadNews<News>> news_;
 };
@@ -130,8 +141,15 @@ void X11Surface::updateMapping() {
 }
 
 void X11Surface::handle(const News& news) {
-  if (news.isDestroyed) window_.forget();
   if (isGone()) return;
+  if (news.isDestroyed) {
+    window_.forget();
+    if (const auto client = client_.lock()) client->surfaceGone();
+    return;
+  }
+  // The owner of the window that it lies in may map and unmap it too.
+  if (news.isMapped) isMapped_ = *news.isMapped;
+  if (isMapped_ && (isHidden_ || frame_.isEmpty())) updateMapping();
   // An exposure says that the server has painted it.
   if (news.isExposed) setBackground(false);
   const bool turned = news.isOccluded && std::exchange(isOccluded_, *news.isOccluded) != *news.isOccluded;
