@@ -119,7 +119,7 @@ TEST_F(CommandLine, withoutAnXServerListsAreEmptyAndCommandsSayWhatToDo) {
 TEST_F(CommandLine, listsTheDisplayAndFindsItByItsShortenedID) {
   startServer();
   expect(0, "qelvideo list",
-         {"UNIQUE ID", "SCALE", "QelUtilVideo.CapturableScreen.QWS.CGDirectDisplayID.", "yes", "64x48", "0,0",
+         {"DISPLAY", "SCALE", "QelUtilVideo.CapturableScreen.QWS.CGDirectDisplayID.", "yes", "64x48", "0,0",
           "1"});
   const auto json = nlohmann::json::parse(run("qelvideo list --json").output);
   ASSERT_EQ(json["displays"].size(), 1U);
@@ -255,6 +255,6 @@ TEST_F(CommandLine, viewsADisplayAndTheDemoLeavesItsPictures) {
   expect(0, "qelvideo view Qel --offscreen 32x24 --frames 3 --auto-fit --screenshot view.png",
          {"view.png: 32x24", "3 frames", "64x48"});
   expect(0, "unset DISPLAY; qelvideo demo -o pictures && ls pictures",
-         {"UNIQUE ID", "frames in 3.", "1280x720", "snapshot.png", "view.png"},
+         {"DISPLAY", "frames in 3.", "1280x720", "snapshot.png", "view.png"},
          {"session: will start", "session: did start", "session: did stop"});
 }

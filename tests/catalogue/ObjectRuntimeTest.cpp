@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include <string>
 #include <vector>
 
@@ -16,13 +18,9 @@ std::vector<std::string> members(std::string_view type) {
   const PublishedType* found = findPublished(type);
   std::vector<std::string> lines;
   for (const PublishedMember& member : found ? found->members : std::span<const PublishedMember>{}) {
-    const bool isMethod = member.kind == PublishedMember::Kind::method;
-    const bool isOfClass = member.kind == PublishedMember::Kind::classProperty;
-    lines.push_back(std::string(isMethod    ? "-"
-                                : isOfClass ? "+"
-                                            : "") +
-                    std::string(member.name) + " " + std::string(member.encoding) +
-                    (member.isRequired ? "" : " optional"));
+    constexpr std::array marks{"", "+", "-", "+-"};  // in the order of the kinds
+    lines.push_back(marks.at(static_cast<std::size_t>(member.kind)) + std::string(member.name) + " " +
+                    std::string(member.encoding) + (member.isRequired ? "" : " optional"));
   }
   return lines;
 }
@@ -74,11 +72,11 @@ TEST(ObjectRuntime, delegatesArePublishedWithTheseMembers) {
 }
 
 TEST(ObjectRuntime, classesArePublishedWithTheseMembers) {
-  EXPECT_THAT(
-      members("QelUtilVideoCapturableWindowManager"),
-      ElementsAre("+didRefreshNotification T@\"NSString\",N,R", "+screens T@\"NSArray\",N,R",
-                  "+windows T@\"NSArray\",N,R", "+setOverlayWithWindowLevel:processIdentifier: v28@0:8q16i24",
-                  "+clearOverlay v16@0:8", "-updateScreens: v24@0:8@16", "-init @16@0:8"));
+  EXPECT_THAT(members("QelUtilVideoCapturableWindowManager"),
+              ElementsAre("+didRefreshNotification T@\"NSString\",N,R", "+screens T@\"NSArray\",N,R",
+                          "+windows T@\"NSArray\",N,R",
+                          "+-setOverlayWithWindowLevel:processIdentifier: v28@0:8q16i24",
+                          "+-clearOverlay v16@0:8", "-updateScreens: v24@0:8@16", "-init @16@0:8"));
   EXPECT_THAT(
       members("QelUtilVideoRenderView"),
       ElementsAre("delegate T@\"<QelUtilVideoRenderViewDelegate>\",N,W",
