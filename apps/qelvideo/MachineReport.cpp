@@ -29,7 +29,7 @@ const char* nameOf(Finding::Area area) {
 const char* titleOf(Finding::Area area) {
   switch (area) {
     case Finding::Area::displays:
-      return "Capturing displays";
+      return "Capturing displays and windows";
     case Finding::Area::drawing:
       return "Drawing views";
     case Finding::Area::cameras:

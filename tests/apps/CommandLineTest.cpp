@@ -202,7 +202,7 @@ TEST_F(CommandLine, watchTellsWhatComesAndGoesUntilNobodyIsThere) {
 
 TEST_F(CommandLine, theDoctorSaysWhatThereIsAndWhatIsMissing) {
   expect(1, "qelvideo doctor",
-         {"Capturing displays\n  missing  X server", "DISPLAY is not set", "-> Set", "OpenGL"},
+         {"Capturing displays and windows\n  missing  X server", "DISPLAY is not set", "-> Set", "OpenGL"},
          {"displays cannot be captured"});
   expect(0, "qelvideo doctor --catalogue",
          {"protocol QelUtilVideoCapturable : NSObject\n  ", "class QelUtilVideoRenderView",

@@ -105,6 +105,6 @@ TEST(MachineReport, onlyWhatIsMissingForDisplaysAndViewsIsDecisive) {
     }
   }
   EXPECT_EQ(report(Area::system, State::unused).text(),
-            "Capturing displays\n  limited  X                   a?\n           -> Do.\n\n"
+            "Capturing displays and windows\n  limited  X                   a?\n           -> Do.\n\n"
             "System\n  unused   Y                   b");
 }

@@ -11,7 +11,7 @@ namespace QelUtilVideo {
 /// One thing of the machine that the library makes use of, and how it stands.
 struct Finding {
   enum class Area : std::uint8_t {
-    displays,  ///< capturing displays
+    displays,  ///< capturing displays and windows
     drawing,   ///< drawing views
     cameras,   ///< capturing cameras
     system,    ///< logs, settings and files; nothing else depends on them

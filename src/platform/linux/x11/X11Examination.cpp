@@ -5,6 +5,8 @@
 #include "platform/linux/x11/ShmPool.h"
 #include "platform/linux/x11/X11Connection.h"
 
+#include <xcb/composite.h>
+#include <xcb/res.h>
 #include <xcb/shm.h>
 #include <xcb/xfixes.h>
 
@@ -114,6 +116,32 @@ Finding cursor(const X11Connection& connection, const Use& use) {
                  "Use an X server that has the extension.");
 }
 
+Finding coveredWindows(const Use& use) {
+  constexpr const char* subject = "COMPOSITE";
+  const xcb_query_extension_reply_t* extension = xcb_get_extension_data(use, &xcb_composite_id);
+  const auto version = extension && extension->present ? use.reply(xcb_composite_query_version(use, 0, 4),
+                                                                   xcb_composite_query_version_reply)
+                                                       : nullptr;
+  if (version) return finding(subject, State::ok, versionOf(version));
+  return finding(subject, State::limited, "none: of a window, only what nothing covers can be captured",
+                 "Use an X server that has the extension.");
+}
+
+Finding owners(const Use& use) {
+  constexpr const char* subject = "X-Resource";
+  const xcb_query_extension_reply_t* extension = xcb_get_extension_data(use, &xcb_res_id);
+  const auto version = extension && extension->present
+                           ? use.reply(xcb_res_query_version(use, 1, 2), xcb_res_query_version_reply)
+                           : nullptr;
+  if (!version || (version->server_major == 1 && version->server_minor < 2)) {
+    return finding(subject, State::limited,
+                   "none: windows belong to the processes that they name, if they do",
+                   "Use an X server with version 1.2 of the extension.");
+  }
+  return finding(subject, State::ok,
+                 std::to_string(version->server_major) + "." + std::to_string(version->server_minor));
+}
+
 // Its window manager
 
 xcb_atom_t atom(const Use& use, std::string_view name) {
@@ -208,9 +236,10 @@ std::vector<Finding> examineX11(const char* name) {
   if (!connection) return {noServer(name)};
   const Use use(*connection);
   ShmPool pool(connection);
-  std::vector<Finding> findings{server(*connection, name), arrangement(*connection, use),
-                                sharedMemory(connection, use, pool), cursor(*connection, use),
-                                windowManager(*connection, use)};
+  std::vector<Finding> findings{
+      server(*connection, name),      arrangement(*connection, use), sharedMemory(connection, use, pool),
+      cursor(*connection, use),       coveredWindows(use),           owners(use),
+      windowManager(*connection, use)};
   addDisplays(*connection, pool, findings);
   if (!connection->isAlive()) return {noServer(name)};
   return findings;
