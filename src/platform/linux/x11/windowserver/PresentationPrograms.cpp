@@ -13,7 +13,8 @@ constexpr std::string_view kSlidesFirst = "com.apple.iWork.Keynote";
 constexpr std::string_view kWindowFirst = "com.microsoft.Powerpoint";
 
 constexpr std::array<PresentationProgram, 3> kPrograms{{
-    {"soffice.bin", kSlidesFirst, "", "Presenting: "},
+    // Its documents have "libreoffice" as the instance, its console for the presenter the document's title.
+    {"soffice.bin", kSlidesFirst, "soffice", " - LibreOffice Impress"},
     // Examples of either kind.
     {"qel-slides-first", kSlidesFirst, "slides", ""},
     {"qel-window-first", kWindowFirst, "slides", ""},
@@ -27,8 +28,8 @@ const PresentationProgram* findPresentationProgram(std::string_view executable) 
 }
 
 bool isSlideShow(const PresentationProgram& program, std::string_view instance, std::string_view title) {
-  if (!program.slideInstance.empty() && instance == program.slideInstance) return true;
-  return !program.slideTitle.empty() && title.starts_with(program.slideTitle);
+  if (instance != program.slideInstance) return false;
+  return program.otherTitleEnd.empty() || !title.ends_with(program.otherTitleEnd);
 }
 
 }  // namespace QelUtilVideo

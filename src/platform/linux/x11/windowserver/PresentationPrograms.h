@@ -10,10 +10,10 @@ struct PresentationProgram {
   std::string_view executable;  ///< the name of its file
   /// The identifier by which hosts and the library know how programs of its kind show slides.
   std::string_view bundleIdentifier;
-  /// What its slide window has in `WM_CLASS` as the instance's name, or at the beginning of its title; empty:
-  /// cannot be told by that.
+  /// What its slide window has in `WM_CLASS` as the instance's name.
   std::string_view slideInstance;
-  std::string_view slideTitle;
+  /// How the titles end of those of its windows that have the same there and show no slides; empty: none has.
+  std::string_view otherTitleEnd;
 };
 
 /// The program of that executable, where it is a presentation program.

@@ -15,7 +15,6 @@ constexpr std::int32_t kPopUp = 101;
 }  // namespace
 
 std::int32_t windowLayer(const LayerFacts& facts) {
-  if (facts.isSlideShow) return kSlideShow;
   switch (facts.type.value_or(WindowType::normal)) {
     case WindowType::desktop:
       return kDesktopLayer;
@@ -39,8 +38,10 @@ std::int32_t windowLayer(const LayerFacts& facts) {
     case WindowType::dialog:
       break;
   }
+  const bool isDialog = facts.isTransient || facts.isModal;
+  if (facts.isSlideShow && !isDialog) return kSlideShow;
   if (facts.isOverrideRedirect) return kPopUp;
-  return facts.isTransient || facts.isModal ? kDialog : kOrdinary;
+  return isDialog ? kDialog : kOrdinary;
 }
 
 }  // namespace QelUtilVideo

@@ -16,8 +16,8 @@ namespace QelUtilVideo {
 /// The windows of an X server.
 class X11WindowServer final : public WindowServer {
  public:
-  /// There are no windows when `connection` is null. Somebody takes events off it whenever there are some. The
-  /// loop outlives the object.
+  /// There are no windows when `connection` is null. Somebody takes events off it whenever there are some.
+  /// The loop outlives the object.
   X11WindowServer(std::shared_ptr<X11Connection> connection, EventLoop& loop);
   ~X11WindowServer() override;
 
