@@ -26,9 +26,9 @@ enum class WindowType : std::uint8_t {
 
 /// What decides about a window's layer.
 struct LayerFacts {
-  std::optional<WindowType> type;   ///< the first one of its list that is known
-  bool isOverrideRedirect = false;  ///< no window manager decides about it
-  bool isTransient = false;         ///< it belongs to another window
+  std::optional<WindowType> type = {};  ///< the first one of its list that is known
+  bool isOverrideRedirect = false;      ///< no window manager decides about it
+  bool isTransient = false;             ///< it belongs to another window
   bool isModal = false;
   bool isSlideShow = false;  ///< a presentation program shows its slides in it
 };

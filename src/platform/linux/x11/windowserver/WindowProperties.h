@@ -12,17 +12,17 @@ namespace QelUtilVideo {
 
 /// What a client wrote about its window, as far as it could be read.
 struct WindowProperties {
-  std::optional<std::string> netName;     ///< `_NET_WM_NAME`
-  std::optional<std::string> legacyName;  ///< `WM_NAME`
-  std::optional<WindowType> type;
+  std::optional<std::string> netName = {};     ///< `_NET_WM_NAME`
+  std::optional<std::string> legacyName = {};  ///< `WM_NAME`
+  std::optional<WindowType> type = {};
   std::uint32_t transientFor = 0;
   bool isModal = false;
-  std::optional<std::uint32_t> opacity;
-  std::optional<std::array<std::uint32_t, 4>> frameExtents;  ///< left, right, top, bottom; pixels
-  std::string instanceName;                                  ///< of `WM_CLASS`
-  std::string className;
-  std::optional<std::uint32_t> processIdentifier;
-  std::optional<std::string> applicationID;
+  std::optional<std::uint32_t> opacity = {};
+  std::optional<std::array<std::uint32_t, 4>> frameExtents = {};  ///< left, right, top, bottom; pixels
+  std::string instanceName = {};                                  ///< of `WM_CLASS`
+  std::string className = {};
+  std::optional<std::uint32_t> processIdentifier = {};
+  std::optional<std::string> applicationID = {};
 };
 
 /// The title that people see; absent when there is none.

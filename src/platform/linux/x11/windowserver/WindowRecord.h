@@ -24,10 +24,10 @@ struct WindowRecord {
   /// The root's child in which it lies: the window manager's frame, or itself. Its pixels are read there.
   xcb_window_t top = XCB_NONE;
   /// Where `top` lies with its border; its pixmap measures this.
-  PixelRect topBounds;
+  PixelRect topBounds = {};
   int borderWidth = 0;  ///< of `top`
   /// Where the window's content lies: inside its border, without shadows that the client draws itself.
-  PixelRect bounds;
+  PixelRect bounds = {};
   std::uint8_t depth = 0;     ///< of `top`
   xcb_visualid_t visual = 0;  ///< of `top`
   bool isOnScreen = false;    ///< it and what it lies in are mapped
@@ -35,9 +35,9 @@ struct WindowRecord {
   std::int32_t layer = 0;
   double alpha = 1;
   std::int32_t processIdentifier = 0;
-  std::string ownerName;
-  std::optional<std::string> bundleIdentifier;  ///< of the owner
-  std::optional<std::string> name;
+  std::string ownerName = {};
+  std::optional<std::string> bundleIdentifier = {};  ///< of the owner
+  std::optional<std::string> name = {};
 
   friend bool operator==(const WindowRecord&, const WindowRecord&) = default;
 };
