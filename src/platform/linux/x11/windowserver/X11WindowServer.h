@@ -16,8 +16,8 @@ namespace QelUtilVideo {
 /// The windows of an X server.
 class X11WindowServer final : public WindowServer {
  public:
-  /// There are no windows when `connection` is null. Somebody takes events off it whenever there are some. The
-  /// loop outlives the object.
+  /// There are no windows when `connection` is null. Somebody takes events off it whenever there are some.
+  /// The loop outlives the object.
   X11WindowServer(std::shared_ptr<X11Connection> connection, EventLoop& loop);
   ~X11WindowServer() override;
 
@@ -36,7 +36,7 @@ class X11WindowServer final : public WindowServer {
  private:
   const std::shared_ptr<X11Connection> connection_;
   std::shared_ptr<WindowTable> table_;    ///< null without a server
-  std::shared_ptr<WindowPixels> pixels_;  ///< null without a server; images may outlive this object
+  std::shared_ptr<WindowPixels> pixels_;  ///< null without a server
 };
 
 }  // namespace QelUtilVideo
