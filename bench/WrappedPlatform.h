@@ -20,6 +20,7 @@ class WrappedPlatform : public Platform {
   SystemLog& systemLog() override { return real_->systemLog(); }
   Dispatch& dispatch() override { return real_->dispatch(); }
   Displays& displays() override { return real_->displays(); }
+  WindowServer& windowServer() override { return real_->windowServer(); }
   Cursor& cursor() override { return real_->cursor(); }
   Views& views() override { return real_->views(); }
   Images& images() override { return real_->images(); }

@@ -6,6 +6,7 @@
 
 #include <QelUtilVideo/platform/CGImage.h>
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -29,6 +30,9 @@ enum class Opacity {
   asItIs,  ///< transparent where no window is
   whole,   ///< the same, but windows are as opaque as can be
 };
+
+/// Sets the fourth byte of each pixel of a picture without gaps. False when there is no memory.
+[[nodiscard]] bool fillAlpha(std::byte* pixels, int width, int height);
 
 /// The picture of `area` that the pieces make, the first one at the back. Where the windows at the back cover
 /// all of it and have no alpha, their fourth byte means nothing, and the image says so, unless they are

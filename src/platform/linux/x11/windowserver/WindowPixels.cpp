@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
+#include <set>
 #include <utility>
 
 namespace QelUtilVideo {
@@ -44,30 +46,46 @@ struct WindowPixels::Question {
   xcb_get_geometry_cookie_t geometry{};
   xcb_shm_get_image_cookie_t sharedImage{};
   xcb_get_image_cookie_t image{};
-  std::optional<xcb_shape_query_extents_cookie_t> shape;
+  std::optional<xcb_shape_get_rectangles_cookie_t> shape;
 };
 
 WindowPixels::WindowPixels(std::shared_ptr<X11Connection> connection, std::shared_ptr<WindowTable> table)
     : connection_(std::move(connection)),
       table_(std::move(table)),
-      pool_(connection_),
       hasShapes_(hasExtension(*connection_, xcb_shape_id)),
-      pixmaps_(*connection_) {}
+      hasPixmaps_(WindowPixmaps::areAvailable(*connection_)),
+      pool_(connection_) {}
 
-bool WindowPixels::probe(const WindowRecord& window) {
+WindowPixels::~WindowPixels() { release(); }
+
+bool WindowPixels::probe(const std::shared_ptr<const WindowList>& list,
+                         const std::vector<WindowRecord>& windows) try {
+  const auto isOnScreen = [](const WindowRecord& window) { return window.isOnScreen; };
+  if (!hasPixmaps_) return std::any_of(windows.begin(), windows.end(), isOnScreen);
   const MutexLock lock(mutex_);
-  if (pixmaps_.find(window)) return true;
-  if (!window.isOnScreen) return false;
-  if (!pixmaps_.areAvailable()) return true;
   const Use use(*connection_);
-  const xcb_pixmap_t pixmap = pixmaps_.name(use, window.top);
-  const auto geometry = use.reply(xcb_get_geometry(use, pixmap), xcb_get_geometry_reply);
-  if (geometry) pixmaps_.keep(use, window.top, {pixmap, geometry->width, geometry->height});
-  return geometry != nullptr;
+  follow(use, list);
+  std::set<xcb_window_t> tops;
+  for (const WindowRecord& window : windows) {
+    if (window.isOnScreen && !pixmaps_.find(window)) tops.insert(window.top);
+  }
+  if (std::exchange(isRefreshDue_, false)) {
+    // One that was away and came back has another picture, which shall be its last one.
+    for (const WindowRecord& window : list->onScreen) {
+      if (pixmaps_.has(window.top)) tops.insert(window.top);
+    }
+  }
+  const auto named = pixmaps_.keepAll(use, tops);
+  // One that changes its size just now has a picture all the same.
+  return std::any_of(windows.begin(), windows.end(), [&](const WindowRecord& window) REQUIRES(mutex_) {
+    return named.contains(window.top) || pixmaps_.find(window);
+  });
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 std::shared_ptr<CGImage> WindowPixels::fetch(const Selection& selection, std::optional<PixelRect> wanted,
-                                             Opacity opacity) {
+                                             Opacity opacity) try {
   for (int attempt = 1; attempt <= kMostAttempts; ++attempt) {
     const auto list = table_->current();
     if (!list) return nullptr;
@@ -79,7 +97,7 @@ std::shared_ptr<CGImage> WindowPixels::fetch(const Selection& selection, std::op
       const MutexLock lock(mutex_);
       {
         const Use use(*connection_);
-        pixmaps_.forgetOthers(use, *list);
+        follow(use, list);
       }
       answer = ask(windows, area);
     }
@@ -87,11 +105,30 @@ std::shared_ptr<CGImage> WindowPixels::fetch(const Selection& selection, std::op
     return answer.hasPixels ? composePieces(area, std::move(answer.pieces), opacity, pool_) : nullptr;
   }
   return nullptr;
+} catch (const std::bad_alloc&) {
+  return nullptr;
+}
+
+void WindowPixels::release() {
+  const MutexLock lock(mutex_);
+  const Use use(*connection_);
+  pixmaps_.forgetAll(use);
+  list_ = nullptr;
+  xcb_flush(use);
+}
+
+std::optional<X11PixelFormat> WindowPixels::formatOf(const WindowRecord& window) const {
+  const xcb_screen_t& screen = connection_->screen();
+  return hasPixmaps_ ? X11PixelFormat::of(*connection_, window.depth, window.visual)
+                     : X11PixelFormat::of(*connection_, screen.root_depth, screen.root_visual);
 }
 
 bool WindowPixels::isPossible(const PixelRect& area) {
   constexpr int kMost = std::numeric_limits<std::int16_t>::max();
-  return area.width > 0 && area.height > 0 && area.width <= kMost && area.height <= kMost;
+  // A gigabyte. That there is no memory for more shows only when it is used.
+  constexpr std::int64_t kMostPixels = std::int64_t{1} << 28;
+  return area.width > 0 && area.height > 0 && area.width <= kMost && area.height <= kMost &&
+         std::int64_t{area.width} * area.height <= kMostPixels;
 }
 
 PixelRect WindowPixels::boundsOf(const std::vector<WindowRecord>& windows) {
@@ -113,44 +150,52 @@ WindowPixels::Answer WindowPixels::ask(const std::vector<WindowRecord>& windows,
   Answer answer;
   std::vector<Question> questions;
   const Use use(*connection_);
+  questions.reserve(windows.size());
   for (const WindowRecord& window : windows) {
+    const auto format = formatOf(window);
+    if (!format || format->model != CGColorSpaceModel::rgb) continue;
     if (!window.isOnScreen && !pixmaps_.find(window)) continue;
     answer.hasPixels = true;
-    if (auto question = questionAbout(use, window, area)) questions.push_back(std::move(*question));
+    if (auto question = questionAbout(use, window, *format, area)) questions.push_back(std::move(*question));
   }
   for (Question& question : questions) take(use, question, answer);
   return answer;
 }
 
+void WindowPixels::follow(const Use& use, const std::shared_ptr<const WindowList>& list) {
+  if (list == list_) return;
+  list_ = list;
+  isRefreshDue_ = true;
+  pixmaps_.forgetOthers(use, *list);
+}
+
 std::optional<WindowPixels::Question> WindowPixels::questionAbout(const Use& use, const WindowRecord& window,
+                                                                  const X11PixelFormat& format,
                                                                   const PixelRect& area) {
-  const bool isFromScreen = !pixmaps_.areAvailable();
   const xcb_screen_t& screen = connection_->screen();
   Question question;
   question.window = window;
   PixelRect& place = question.piece.place;
   place = intersection(intersection(window.bounds, window.topBounds), area);
-  if (isFromScreen) place = intersection(place, {0, 0, screen.width_in_pixels, screen.height_in_pixels});
-  const auto format = X11PixelFormat::of(*connection_, isFromScreen ? screen.root_depth : window.depth,
-                                         isFromScreen ? screen.root_visual : window.visual);
-  if (!isPossible(place) || !format || format->model != CGColorSpaceModel::rgb) return std::nullopt;
-  question.piece.format = *format;
+  if (!hasPixmaps_) place = intersection(place, {0, 0, screen.width_in_pixels, screen.height_in_pixels});
+  if (!isPossible(place)) return std::nullopt;
+  question.piece.format = format;
 
   xcb_drawable_t drawable = connection_->root();
   int x = place.x, y = place.y;
-  if (!isFromScreen) {
+  if (hasPixmaps_) {
     if (window.isOnScreen) question.named = pixmaps_.name(use, window.top);
     const auto kept = pixmaps_.find(window);
     drawable = question.named != XCB_NONE || !kept ? question.named : kept->pixmap;
     x -= window.topBounds.x;
     y -= window.topBounds.y;
     question.geometry = xcb_get_geometry(use, drawable);
-    if (hasShapes_) question.shape = xcb_shape_query_extents(use, window.top);
   }
+  if (hasShapes_) question.shape = xcb_shape_get_rectangles(use, window.top, XCB_SHAPE_SK_BOUNDING);
   const auto left = static_cast<std::int16_t>(x), top = static_cast<std::int16_t>(y);
   const auto width = static_cast<std::uint16_t>(place.width),
              height = static_cast<std::uint16_t>(place.height);
-  question.shared = pool_.take(format->bytesPerRow(width) * height);
+  question.shared = pool_.take(format.bytesPerRow(width) * height);
   if (question.shared) {
     question.sharedImage = xcb_shm_get_image(use, drawable, left, top, width, height, kAllPlanes,
                                              XCB_IMAGE_FORMAT_Z_PIXMAP, question.shared->segment(), 0);
@@ -163,18 +208,11 @@ std::optional<WindowPixels::Question> WindowPixels::questionAbout(const Use& use
 
 void WindowPixels::take(const Use& use, Question& question, Answer& answer) {
   const bool isSame = isStillThatSize(use, question);
-  bool isShaped = false;
-  if (question.shape) {
-    const auto extents = use.reply(*question.shape, xcb_shape_query_extents_reply);
-    isShaped = extents && extents->bounding_shaped;
-  }
+  const bool isThere = takeShape(use, question);
   question.piece.bytes = takePixels(use, question);
-  if (!isSame || !question.piece.bytes) {
-    answer.isStale = true;
-    return;
-  }
-  if (isShaped) question.piece.shape = askShape(use, question.window);
-  answer.pieces.push_back(std::move(question.piece));
+  if (!isSame || !isThere || !question.piece.bytes) answer.isStale = true;
+  // Of one that never rests, what was there at that moment.
+  if (isThere && question.piece.bytes) answer.pieces.push_back(std::move(question.piece));
 }
 
 /// Keeps the named picture, or drops it.
@@ -205,19 +243,24 @@ std::shared_ptr<ImageBytes> WindowPixels::takePixels(const Use& use, Question& q
   return bytes->size() >= needed ? bytes : nullptr;
 }
 
-std::vector<PixelRect> WindowPixels::askShape(const Use& use, const WindowRecord& window) const {
+bool WindowPixels::takeShape(const Use& use, Question& question) {
+  if (!question.shape) return true;
+  const auto reply = use.reply(*question.shape, xcb_shape_get_rectangles_reply);
+  if (!reply) return false;
+  // From the content's corner, which lies inside the border.
+  const WindowRecord& window = question.window;
+  const int left = window.topBounds.x + window.borderWidth, top = window.topBounds.y + window.borderWidth;
+  const PixelRect& place = question.piece.place;
   std::vector<PixelRect> shape;
-  const auto reply = use.reply(xcb_shape_get_rectangles(use, window.top, XCB_SHAPE_SK_BOUNDING),
-                               xcb_shape_get_rectangles_reply);
-  if (!reply) return shape;
   const xcb_rectangle_t* rects = xcb_shape_get_rectangles_rectangles(reply.get());
   for (int i = 0; i < xcb_shape_get_rectangles_rectangles_length(reply.get()); ++i) {
-    // From the content's corner, which lies inside the border.
-    const int border = window.borderWidth;
-    shape.push_back({window.topBounds.x + border + rects[i].x, window.topBounds.y + border + rects[i].y,
-                     rects[i].width, rects[i].height});
+    const PixelRect part{left + rects[i].x, top + rects[i].y, rects[i].width, rects[i].height};
+    // Windows without a shape of their own have one rectangle.
+    if (intersection(part, place) == place) return true;
+    shape.push_back(part);
   }
-  return shape;
+  question.piece.shape = std::move(shape);
+  return true;
 }
 
 }  // namespace QelUtilVideo

@@ -23,15 +23,24 @@ class WindowPixels {
   WindowPixels(std::shared_ptr<X11Connection> connection, std::shared_ptr<WindowTable> table);
   WindowPixels(const WindowPixels&) = delete;
   WindowPixels& operator=(const WindowPixels&) = delete;
+  ~WindowPixels();
 
-  /// Whether there are pixels of the window; from then on the server keeps them whole.
-  [[nodiscard]] bool probe(const WindowRecord& window);
+  /// Whether there are pixels of one of the windows, which are the list's; from then on the server keeps
+  /// them whole.
+  [[nodiscard]] bool probe(const std::shared_ptr<const WindowList>& list,
+                           const std::vector<WindowRecord>& windows);
 
   /// The chosen windows, as they are at one moment, in `area` (absent: the union of their bounds). Null when
   /// none of them has pixels, or the area is none that a picture can have.
   [[nodiscard]] std::shared_ptr<CGImage> fetch(const Selection& selection, std::optional<PixelRect> area,
                                                Opacity opacity);
 
+  /// Gives up the pictures that the server keeps, those of windows that are not on screen with them, and has
+  /// it draw windows to the screen directly again. Whoever asks next begins anew.
+  void release();
+
+  /// How the server lays out the window's pixels; absent when it cannot say.
+  [[nodiscard]] std::optional<X11PixelFormat> formatOf(const WindowRecord& window) const;
   /// Whether a picture can be that large.
   [[nodiscard]] static bool isPossible(const PixelRect& area);
   /// The union of the windows' bounds.
@@ -50,19 +59,25 @@ class WindowPixels {
 
   [[nodiscard]] Answer ask(const std::vector<WindowRecord>& windows, const PixelRect& area) REQUIRES(mutex_);
   [[nodiscard]] std::optional<Question> questionAbout(const Use& use, const WindowRecord& window,
-                                                      const PixelRect& area) REQUIRES(mutex_);
+                                                      const X11PixelFormat& format, const PixelRect& area)
+      REQUIRES(mutex_);
+  /// Brings what is kept in line with the windows that there are.
+  void follow(const Use& use, const std::shared_ptr<const WindowList>& list) REQUIRES(mutex_);
   void take(const Use& use, Question& question, Answer& answer) REQUIRES(mutex_);
   [[nodiscard]] std::shared_ptr<ImageBytes> takePixels(const Use& use, Question& question);
-  /// Of a window that is not all of its rectangle; in the root's coordinates.
-  [[nodiscard]] std::vector<PixelRect> askShape(const Use& use, const WindowRecord& window) const;
+  /// False when the window is gone.
+  [[nodiscard]] static bool takeShape(const Use& use, Question& question);
   [[nodiscard]] bool isStillThatSize(const Use& use, Question& question) REQUIRES(mutex_);
 
   const std::shared_ptr<X11Connection> connection_;
   const std::shared_ptr<WindowTable> table_;
+  const bool hasShapes_;
+  const bool hasPixmaps_;  ///< none: what the screen shows where the window is
   ShmPool pool_;
-  bool hasShapes_ = false;
   Mutex mutex_;
   WindowPixmaps pixmaps_ GUARDED_BY(mutex_);
+  std::shared_ptr<const WindowList> list_ GUARDED_BY(mutex_);  ///< the one that was followed last
+  bool isRefreshDue_ GUARDED_BY(mutex_) = false;  ///< windows may have other pictures than those kept
 };
 
 }  // namespace QelUtilVideo

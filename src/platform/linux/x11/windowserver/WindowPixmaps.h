@@ -21,23 +21,26 @@ class WindowPixmaps {
     int height = 0;
   };
 
-  explicit WindowPixmaps(X11Connection& connection);
-
   /// Whether the server can do that at all.
-  [[nodiscard]] bool areAvailable() const { return areAvailable_; }
-  /// Names the picture that the window has now; it is the caller's, to give to `keep` or `drop`. The server
-  /// refuses later on for a window that is not on screen.
+  [[nodiscard]] static bool areAvailable(X11Connection& connection);
+
+  /// Names the picture that the window has now; it is the caller's, to give to `keep`. The server refuses
+  /// later on for a window that is not on screen.
   [[nodiscard]] xcb_pixmap_t name(const X11Connection::Use& use, xcb_window_t top);
   /// Keeps it as the window's last picture.
   void keep(const X11Connection::Use& use, xcb_window_t top, const Kept& picture);
-  static void drop(const X11Connection::Use& use, xcb_pixmap_t pixmap);
+  /// Names and keeps the pictures of all these windows, with one wait; those that have one.
+  [[nodiscard]] std::set<xcb_window_t> keepAll(const X11Connection::Use& use,
+                                               const std::set<xcb_window_t>& tops);
   /// The last picture, if it has the size that the window has now.
   [[nodiscard]] std::optional<Kept> find(const WindowRecord& window) const;
-  /// Gives up what belongs to windows that are gone.
+  /// Whether there is a last picture, of whatever size.
+  [[nodiscard]] bool has(xcb_window_t top) const { return kept_.contains(top); }
+  /// Gives up what belongs to windows that the list does not have.
   void forgetOthers(const X11Connection::Use& use, const WindowList& list);
+  void forgetAll(const X11Connection::Use& use) { forgetOthers(use, {}); }
 
  private:
-  bool areAvailable_ = false;
   std::set<xcb_window_t> redirected_;
   std::map<xcb_window_t, Kept> kept_;
 };

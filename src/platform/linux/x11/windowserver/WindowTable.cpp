@@ -142,16 +142,19 @@ void WindowTable::noteWindow(xcb_window_t window) {
 
 /// Other programs' windows change all day. Whoever asks again finds everything out anew.
 void WindowTable::sleepWhenNobodyAsks() {
-  const MutexLock lock(mutex_);
-  const bool isAsked = marks_.with([](Marks& marks) {
-    const bool isInUse = marks.events < kMostEvents;
-    if (!isInUse) marks = Marks();
-    return isInUse;
-  });
-  if (isAsked) return;
-  list_ = nullptr;
-  entries_.clear();
-  rootSelection_ = EventSelection();
+  {
+    const MutexLock lock(mutex_);
+    const bool isAsked = marks_.with([](Marks& marks) {
+      const bool isInUse = marks.events < kMostEvents;
+      if (!isInUse) marks = Marks();
+      return isInUse;
+    });
+    if (isAsked) return;
+    list_ = nullptr;
+    entries_.clear();
+    rootSelection_ = EventSelection();
+  }
+  whenAsleep_();
 }
 
 // ── Asking ────────────────────────────────────────────────────────────────────────────────────────

@@ -9,10 +9,12 @@
 #include "platform/linux/x11/windowserver/WindowPropertyReader.h"
 #include "platform/linux/x11/windowserver/WindowRecord.h"
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
+#include <utility>
 #include <vector>
 
 namespace QelUtilVideo {
@@ -27,6 +29,10 @@ class WindowTable : public X11EventSink, public std::enable_shared_from_this<Win
                                                          EventLoop& loop);
   WindowTable(const WindowTable&) = delete;
   WindowTable& operator=(const WindowTable&) = delete;
+
+  /// What to do when it stops following events; called on the main thread without a lock. Set before anybody
+  /// asks.
+  void setSleepHandler(std::function<void()> handler) { whenAsleep_ = std::move(handler); }
 
   /// As they are now; null when the server is lost.
   [[nodiscard]] std::shared_ptr<const WindowList> current();
@@ -111,6 +117,8 @@ class WindowTable : public X11EventSink, public std::enable_shared_from_this<Win
   const xcb_window_t root_;
   const WindowPropertyReader reader_;
   bool hasOwners_ = false;  ///< the server tells which process a window belongs to
+
+  std::function<void()> whenAsleep_ = [] {};
 
   Synchronised<Marks> marks_;
   Mutex mutex_;

@@ -28,6 +28,7 @@ Opacity opacityOf(std::uint32_t imageOptions) {
 /// The whole pixels that the rectangle touches; absent when they are none that a picture can have.
 std::optional<PixelRect> pixelsOf(const CGRect& rect) {
   constexpr double kFarthest = 1e6;
+  if (rect.size.width == 0 || rect.size.height == 0) return std::nullopt;
   const double left = std::floor(CGRectGetMinX(rect)), right = std::ceil(CGRectGetMaxX(rect));
   const double top = std::floor(CGRectGetMinY(rect)), bottom = std::ceil(CGRectGetMaxY(rect));
   for (const double edge : {left, right, top, bottom}) {
@@ -48,28 +49,49 @@ WindowPixels::Selection backToFront(std::function<std::vector<WindowRecord>(cons
   };
 }
 
+/// Of a picture of windows of which the one at the back has that format. Those that are not RGB have a layout
+/// for everybody to see, but no bytes.
+std::optional<CGImageLayout> layoutOf(const PixelRect& size, const std::optional<X11PixelFormat>& format) {
+  if (!format) return std::nullopt;
+  CGImageLayout layout;
+  layout.width = static_cast<std::size_t>(size.width);
+  layout.height = static_cast<std::size_t>(size.height);
+  layout.bytesPerRow = layout.width * 4;
+  if (format->model == CGColorSpaceModel::rgb) return layout;
+  layout.bitsPerComponent = format->depth;
+  layout.bitsPerPixel = format->bitsPerPixel;
+  layout.bytesPerRow = format->bytesPerRow(layout.width);
+  layout.colorSpaceModel = format->model;
+  layout.bitmapInfo = static_cast<std::uint32_t>(CGImageAlphaInfo::none);
+  return layout;
+}
+
 /// Fetches the pixels when they are first asked for.
 class PixelsOnDemand : public CGDataProvider {
  public:
-  PixelsOnDemand(std::shared_ptr<WindowPixels> pixels, WindowPixels::Selection selection,
+  PixelsOnDemand(const std::shared_ptr<WindowPixels>& pixels, WindowPixels::Selection selection,
                  std::optional<PixelRect> area, Opacity opacity, const CGImageLayout& layout)
-      : pixels_(std::move(pixels)),
-        selection_(std::move(selection)),
-        area_(area),
-        opacity_(opacity),
-        layout_(layout) {}
+      : pixels_(pixels), selection_(std::move(selection)), area_(area), opacity_(opacity), layout_(layout) {}
 
   [[nodiscard]] std::shared_ptr<ImageBytes> bytes() override {
     std::call_once(fetched_, [this] {
-      const auto image = pixels_->fetch(selection_, area_, opacity_);
+      const auto pixels = pixels_.lock();
+      const auto image = pixels ? pixels->fetch(selection_, area_, opacity_) : nullptr;
       if (!image || image->width() != layout_.width || image->height() != layout_.height) return;
-      bytes_ = image->dataProvider()->bytes();
+      const auto bytes = image->dataProvider()->bytes();
+      // It was promised before anybody knew that no window is transparent.
+      const bool isWithoutAlpha = image->alphaInfo() == CGImageAlphaInfo::noneSkipFirst;
+      if (isWithoutAlpha &&
+          !fillAlpha(bytes->data(), static_cast<int>(layout_.width), static_cast<int>(layout_.height))) {
+        return;
+      }
+      bytes_ = bytes;
     });
     return bytes_;
   }
 
  private:
-  const std::shared_ptr<WindowPixels> pixels_;
+  const std::weak_ptr<WindowPixels> pixels_;  ///< images may outlive the window server
   const WindowPixels::Selection selection_;
   const std::optional<PixelRect> area_;
   const Opacity opacity_;
@@ -85,6 +107,9 @@ X11WindowServer::X11WindowServer(std::shared_ptr<X11Connection> connection, Even
   if (!connection_) return;
   table_ = WindowTable::make(connection_, loop);
   pixels_ = std::make_shared<WindowPixels>(connection_, table_);
+  table_->setSleepHandler([weak = std::weak_ptr(pixels_)] {
+    if (const auto pixels = weak.lock()) pixels->release();
+  });
 }
 
 X11WindowServer::~X11WindowServer() = default;
@@ -115,28 +140,18 @@ std::shared_ptr<CGImage> X11WindowServer::CGWindowListCreateImage(const CGRect& 
   auto selection = backToFront(
       [options, window](const WindowList& windows) { return selectWindows(windows, options, window); });
   const auto windows = selection(*list);
-  const bool hasPixels = std::count_if(windows.begin(), windows.end(),
-                                       [&](const WindowRecord& one) { return pixels_->probe(one); });
   std::optional<PixelRect> area;
   if (!CGRectIsNull(rect)) {
     area = pixelsOf(rect);
     if (!area) return nullptr;
   }
   const PixelRect size = area.value_or(WindowPixels::boundsOf(windows));
-  if (!hasPixels || !WindowPixels::isPossible(size)) return nullptr;
-
-  CGImageLayout layout;
-  layout.width = static_cast<std::size_t>(size.width);
-  layout.height = static_cast<std::size_t>(size.height);
-  layout.bytesPerRow = layout.width * 4;
-  const WindowRecord& back = windows.front();
-  const auto format = X11PixelFormat::of(*connection_, back.depth, back.visual);
-  if (!format) return nullptr;
-  layout.colorSpaceModel = format->model;
-  // Only then is it known, and does it not matter, which bytes will be opaque.
+  if (!WindowPixels::isPossible(size) || !pixels_->probe(list, windows)) return nullptr;
+  const auto layout = layoutOf(size, pixels_->formatOf(windows.front()));
+  if (!layout) return nullptr;
   return std::make_shared<CGImage>(
-      layout,
-      std::make_shared<PixelsOnDemand>(pixels_, std::move(selection), area, opacityOf(imageOptions), layout));
+      *layout, std::make_shared<PixelsOnDemand>(pixels_, std::move(selection), area, opacityOf(imageOptions),
+                                                *layout));
 }
 
 std::shared_ptr<CGImage> X11WindowServer::CGWindowListCreateImageFromArray(

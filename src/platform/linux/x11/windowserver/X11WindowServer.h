@@ -36,7 +36,7 @@ class X11WindowServer final : public WindowServer {
  private:
   const std::shared_ptr<X11Connection> connection_;
   std::shared_ptr<WindowTable> table_;    ///< null without a server
-  std::shared_ptr<WindowPixels> pixels_;  ///< null without a server; images may outlive this object
+  std::shared_ptr<WindowPixels> pixels_;  ///< null without a server
 };
 
 }  // namespace QelUtilVideo

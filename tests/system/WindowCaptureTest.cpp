@@ -1,0 +1,259 @@
+#include "platform/Platform.h"
+#include "platform/Root.h"
+#include "platform/Synchronised.h"
+#include "support/PrivateXServer.h"
+#include "support/WindowPainter.h"
+
+#include <QelUtilVideo/CapturableOutputDelegate.h>
+#include <QelUtilVideo/CapturableWindow.h>
+#include <QelUtilVideo/CapturableWindowManager.h>
+#include <QelUtilVideo/platform/CVPixelBuffer.h>
+#include <QelUtilVideo/platform/MainLoop.h>
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <random>
+#include <thread>
+
+namespace QelUtilVideo {
+namespace {
+
+using qeltest::PaintedWindow;
+using qeltest::PrivateXServer;
+using qeltest::WindowPainter;
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+/// Another program, ended with the object.
+struct Program {
+  pid_t process = -1;
+
+  explicit Program(pid_t number) : process(number) {}
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+  ~Program() { ::kill(process, SIGKILL), ::waitpid(process, nullptr, 0); }
+};
+
+/// One that shows a menu there.
+pid_t showElsewhere(const std::string& display, const PixelRect& place, std::uint32_t seed) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const WindowPainter painter(display);
+    (void)painter.show(place, seed, 0, true);
+    while (true) ::raise(SIGSTOP);
+  }
+  ::waitpid(child, nullptr, WUNTRACED);
+  return child;
+}
+
+/// Counts what a source says, and looks at each frame.
+class Watcher : public CapturableOutputDelegate {
+ public:
+  void capturableWillStartRunning(const std::shared_ptr<Capturable>&) override {}
+  void capturableDidFailToStartRunning(const std::shared_ptr<Capturable>&, const NSError&) override {
+    ++ends;
+  }
+  void capturableDidStartRunning(const std::shared_ptr<Capturable>&) override { ++starts; }
+  void capturableDidStopRunning(const std::shared_ptr<Capturable>&, const NSError*) override { ++ends; }
+  void capturableDidBeginInterruption(const std::shared_ptr<Capturable>&, const Dictionary*) override {}
+  void capturableDidEndInterruption(const std::shared_ptr<Capturable>&) override {}
+  void capturableDidOutput(const std::shared_ptr<Capturable>&, const CVPixelBufferRef& frame,
+                           double) override {
+    const std::size_t row = CVPixelBufferGetBytesPerRow(*frame), height = CVPixelBufferGetHeight(*frame);
+    if (row != 4 * CVPixelBufferGetWidth(*frame) || height < 80) ++misshapen;
+    // Reads the first and the last byte that it says to have.
+    const std::byte* bytes = CVPixelBufferGetBaseAddress(*frame);
+    sum = sum + std::to_integer<int>(bytes[0]) + std::to_integer<int>(bytes[row * height - 1]);
+    last.with([&](CVPixelBufferRef& kept) { kept = frame; });
+    ++frames;
+  }
+
+  std::atomic<int> starts = 0, ends = 0, frames = 0, misshapen = 0, sum = 0;
+  Synchronised<CVPixelBufferRef> last;
+};
+
+class WindowCapture : public testing::Test {
+ protected:
+  void SetUp() override {
+    QEL_REQUIRE_X_SERVER();
+    server_ = PrivateXServer::start({.width = 640, .height = 480});
+    ASSERT_TRUE(server_);
+    ::setenv("DISPLAY", server_->display().c_str(), 1);  // NOLINT(concurrency-mt-unsafe): no threads yet
+  }
+  void TearDown() override { Root::replace(nullptr); }
+
+  static void serve() {
+    pollfd entry{MainLoop::main().fileDescriptor(), POLLIN, 0};
+    ::poll(&entry, 1, 10);
+    MainLoop::main().dispatchPending();
+  }
+  [[nodiscard]] static bool serveUntil(const std::function<bool()>& isSo) {
+    for (const auto end = Clock::now() + 10s; !isSo() && Clock::now() < end;) serve();
+    return isSo();
+  }
+
+  std::unique_ptr<PrivateXServer> server_;
+};
+
+TEST_F(WindowCapture, showsTheWindowWithItsMenuAndTheOverlayAndNoStranger) {
+  if (std::system("command -v openbox > /dev/null") != 0) {
+    GTEST_SKIP() << "openbox is not installed, and this test starts one";
+  }
+  std::array arguments{const_cast<char*>("openbox"), const_cast<char*>("--sm-disable"),
+                       static_cast<char*>(nullptr)};
+  pid_t manager = -1;
+  ASSERT_EQ(::posix_spawnp(&manager, arguments[0], nullptr, nullptr, arguments.data(), environ), 0);
+  const Program openbox(manager);
+  const WindowPainter painter(server_->display());
+  const auto isManaged = [&] {
+    const X11Connection::Use use(*painter.connection());
+    const auto list = use.reply(xcb_intern_atom(use, 0, 16, "_NET_CLIENT_LIST"), xcb_intern_atom_reply);
+    const auto clients =
+        use.reply(xcb_get_property(use, 0, painter.connection()->root(), list->atom, XCB_ATOM_ANY, 0, 1),
+                  xcb_get_property_reply);
+    return clients && xcb_get_property_value_length(clients.get()) > 0;
+  };
+  PaintedWindow window = painter.show({50, 60, 200, 150}, 1);
+  for (const auto end = Clock::now() + 10s; !isManaged() && Clock::now() < end;)
+    std::this_thread::sleep_for(5ms);
+
+  const Program stranger(showElsewhere(server_->display(), {0, 0, 640, 480}, 4));
+  const Program overlay(showElsewhere(server_->display(), {150, 0, 300, 480}, 3));
+  Root::replace(std::make_unique<Root>(makePlatform()));
+  (void)CapturableWindowManager::screens();
+  std::shared_ptr<CapturableWindow> target;
+  ASSERT_TRUE(serveUntil([&] {
+    const auto listed = CapturableWindowManager::windows();
+    if (listed.size() == 1) target = listed.front();
+    return target && target->isOnScreen();
+  }));
+  EXPECT_EQ(target->windowID(), window.window);
+  const CGRect there = target->frame();
+  window.place = {static_cast<int>(there.origin.x),
+                  static_cast<int>(480 - there.origin.y - there.size.height), 200, 150};
+  const PaintedWindow menu = painter.show({window.place.x + 20, window.place.y + 20, 100, 90}, 2, 0, true);
+  PaintedWindow lid = menu;
+  lid.seed = 3;
+  lid.place = {150, 0, 300, 480};
+
+  const auto watcher = std::make_shared<Watcher>();
+  /// Whether a frame comes in which the windows lie over one another like this, the first one at the back.
+  const auto comes = [&](const std::vector<PaintedWindow>& windows) {
+    return serveUntil([&] {
+      const CVPixelBufferRef frame = watcher->last.copy();
+      return frame && CVPixelBufferGetWidth(*frame) == 200 && CVPixelBufferGetHeight(*frame) == 150 &&
+             qeltest::shows(CVPixelBufferGetBaseAddress(*frame), CVPixelBufferGetBytesPerRow(*frame), false,
+                            window.place, windows, true);
+    });
+  };
+  {
+    // The pointer is part of a picture.
+    const X11Connection::Use use(*painter.connection());
+    xcb_warp_pointer(use, XCB_NONE, painter.connection()->root(), 0, 0, 0, 0, 639, 479);
+  }
+  painter.sync();
+  target->start(watcher);
+  EXPECT_TRUE(comes({window, menu}));
+  constexpr int kMenuLevel = 101;
+  CapturableWindowManager::setOverlay(kMenuLevel, overlay.process);
+  EXPECT_TRUE(comes({window, lid, menu}));
+  CapturableWindowManager::clearOverlay();
+  EXPECT_TRUE(comes({window, menu}));
+  target->stop();
+  EXPECT_EQ(watcher->ends, 1);
+  target.reset();
+}
+
+/// Does something to one of the windows after the other, as fast as the server can.
+void storm(const std::string& display, const std::atomic<bool>& isOver) {
+  const WindowPainter painter(display);
+  std::mt19937 random(7);
+  const auto upTo = [&](int most) { return static_cast<int>(random() % static_cast<unsigned>(most)); };
+  std::vector<PaintedWindow> windows(12);
+  while (!isOver) {
+    PaintedWindow& window = windows[random() % windows.size()];
+    const PixelRect place{upTo(600) - 100, upTo(500) - 100, 128 + upTo(120), 128 + upTo(120)};
+    if (window.window == XCB_NONE) {
+      window = painter.show(place, static_cast<std::uint32_t>(random()), upTo(3) == 0 ? 32 : 0, upTo(4) == 0);
+      continue;
+    }
+    switch (upTo(12)) {
+      case 0:
+        painter.destroy(window);
+        window = {};
+        break;
+      case 1:
+        painter.unmap(window);
+        break;
+      case 2:
+        painter.shape(window, {{upTo(50), upTo(50), 100, 100}, {0, 0, 20, 20}});
+        break;
+      case 3:
+        painter.place(window, place);
+        break;
+      case 4:
+        painter.setTitle(window, std::to_string(random()));
+        break;
+      default:
+        painter.map(window);
+    }
+    // Windows that never stand still give no frames.
+    std::this_thread::sleep_for(std::chrono::microseconds(upTo(20) == 0 ? 60'000 : 100));
+  }
+}
+
+TEST_F(WindowCapture, survivesAStorm) {
+  constexpr std::size_t kTargets = 8;
+  const char* wanted = std::getenv("QEL_STORM_SECONDS");  // NOLINT(concurrency-mt-unsafe)
+  const std::chrono::seconds length(wanted ? std::atoi(wanted) : 10);
+  Root::replace(std::make_unique<Root>(makePlatform()));
+  (void)CapturableWindowManager::screens();
+  std::atomic<bool> isOver = false;
+  std::thread stormy([&] { storm(server_->display(), isOver); });
+  std::thread listing([&] {
+    while (!isOver) (void)CapturableWindowManager::windows();
+  });
+
+  std::map<std::shared_ptr<CapturableWindow>, std::shared_ptr<Watcher>> running;
+  std::vector<std::shared_ptr<Watcher>> watchers;
+  for (const auto end = Clock::now() + length; Clock::now() < end; serve()) {
+    std::erase_if(running, [](const auto& target) { return target.second->ends > 0; });
+    if (running.size() == kTargets) continue;
+    for (const auto& window : CapturableWindowManager::windows()) {
+      if (running.size() == kTargets || running.contains(window)) continue;
+      watchers.push_back(running[window] = std::make_shared<Watcher>());
+      window->start(watchers.back());
+    }
+  }
+  isOver = true;
+  stormy.join();
+  listing.join();
+  for (const auto& [window, watcher] : running) window->stop();
+  running.clear();
+  serve();
+  int frames = 0;
+  for (const auto& watcher : watchers) {
+    EXPECT_EQ(watcher->misshapen, 0);
+    EXPECT_LE(watcher->ends, 1);
+    EXPECT_GE(watcher->ends, watcher->starts);
+    frames += watcher->frames;
+  }
+  EXPECT_GT(frames, 0);
+  RecordProperty("sources", static_cast<int>(watchers.size()));
+  RecordProperty("frames", frames);
+}
+
+}  // namespace
+}  // namespace QelUtilVideo
