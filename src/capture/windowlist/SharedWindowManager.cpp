@@ -31,7 +31,7 @@ std::vector<std::shared_ptr<CapturableWindow>> SharedWindowManager::windows() {
   std::vector<std::shared_ptr<CapturableWindow>> copy;
   queue_->sync([&] {
     listFirst();
-    windows_.update(root_);
+    refreshWindows();
     copy.assign(windows_.list().begin(), windows_.list().end());
   });
   return copy;
@@ -64,6 +64,8 @@ Dictionary SharedWindowManager::refreshScreens() {
   updateGeometry(displays);
   return change;
 }
+
+void SharedWindowManager::refreshWindows() { windows_.update(root_); }
 
 std::vector<CGDirectDisplayID> SharedWindowManager::listedDisplays() const {
   std::vector<CGDirectDisplayID> displays;

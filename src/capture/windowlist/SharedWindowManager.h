@@ -41,6 +41,8 @@ class SharedWindowManager {
   void listFirst();  ///< on the queue
   /// What came and went, as notifications carry it.
   Dictionary refreshScreens();
+  /// On the queue.
+  void refreshWindows();
   [[nodiscard]] std::vector<CGDirectDisplayID> listedDisplays() const;  ///< on the queue
   void updateGeometry(const std::vector<CGDirectDisplayID>& displays);
 

@@ -55,7 +55,9 @@ CGRect Window::frame() const {
 
 std::shared_ptr<NSImage> Window::snapshotImage() const {
   auto snapshot = image();
-  return snapshot ? std::make_shared<NSImage>(std::move(snapshot), CGSize{}) : nullptr;
+  // Bytes move when they are first asked for: asked later, they would show the window of then, or be lost.
+  if (!snapshot || !snapshot->dataProvider() || !snapshot->dataProvider()->bytes()) return nullptr;
+  return std::make_shared<NSImage>(std::move(snapshot), CGSize{});
 }
 
 void Window::update(const WindowInfo& latest) { static_cast<void>(replaceState(latest)); }

@@ -19,8 +19,8 @@ constexpr double smallestSide = 128;
 bool isCapturable(Platform& platform, const WindowInfo& window) {
   if (window.layer() != 0) return false;
   if (window.alpha() != 1.0) return false;
-  const CGRect bounds = window.bounds();
-  if (bounds.size.width < smallestSide || bounds.size.height < smallestSide) return false;
+  const CGSize size = window.bounds().size;
+  if (!(size.width >= smallestSide && size.height >= smallestSide)) return false;  // not for NaN either
   const auto image = windowImage(platform, window.windowID);
   return image && isUsableImage(*image);
 }

@@ -38,6 +38,7 @@ class StrategiesTest : public WindowStage {
     const auto requests = server().takeRequests();
     EXPECT_EQ(requests.lists, 1);
     EXPECT_EQ(requests.images, 1);
+    EXPECT_EQ(requests.imageOptions, kCGWindowImageBestResolution);
     return requests.windows;
   }
   CGRect rectOf(const CGRect& bounds) {
@@ -209,8 +210,11 @@ TEST_F(PresentationStrategiesTest, othersTakeTheWindowItselfAndTheChoiceIsMadeOn
   for (const char* other : {"com.apple.iWork.Pages", "COM.MICROSOFT.POWERPOINT", ""}) {
     EXPECT_EQ(captured(other, {{.id = 1}, slides}), "frame 1");
   }
-  server().set({{.id = 1, .owner = 999}});
+  server().set({{.id = 1, .owner = 999}, {.id = 3, .owner = 999, .name = "", .layer = 1, .bounds = kRight}});
   EXPECT_EQ(run(chooseCaptureFunction(Root::current(), describe(1))), "frame 1") << "of no application";
+  server().setApplication(999, std::nullopt);
+  EXPECT_EQ(run(chooseCaptureFunction(Root::current(), describe(1))), "frame 1")
+      << "of one without identifier";
 
   server().setApplication(kOwner, kFirst);
   server().set({{.id = 1}});

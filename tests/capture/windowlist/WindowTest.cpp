@@ -4,6 +4,7 @@
 #include "capture/windowlist/WindowStage.h"
 
 #include <atomic>
+#include <limits>
 #include <thread>
 
 namespace QelUtilVideo::windowlist {
@@ -40,10 +41,32 @@ TEST_F(WindowListTest, hasOrdinaryOpaqueWindowsOfSomeSizeWithAnUsualImageFrontTo
   EXPECT_EQ(requests.lists, 1);
   EXPECT_EQ(requests.images, 6) << "cheap tests come before the image";
   EXPECT_EQ(requests.pixels, 0);
-  EXPECT_THAT(log.messages(), testing::Each(testing::HasSubstr("Screen")));
+  EXPECT_EQ(requests.imageOptions,
+            kCGWindowImageBoundsIgnoreFraming | kCGWindowImageShouldBeOpaque | kCGWindowImageBestResolution);
 
   server().setReachable(false);
   EXPECT_THAT(listed(), IsEmpty());
+  EXPECT_THAT(log.messages(), testing::Each(testing::HasSubstr("Screen"))) << "they come and go silently";
+
+  server().setReachable(true);
+  constexpr double unknown = std::numeric_limits<double>::quiet_NaN();
+  server().set({{.id = 1, .bounds = CGRectMake(0, 0, unknown, unknown)}});
+  EXPECT_THAT(listed(), IsEmpty());
+}
+
+TEST_F(WindowListTest, readsAValueOfAnotherTypeLikeAMissingOne) {
+  const WindowInfo odd{{{kCGWindowOwnerPID, "5"},
+                        {kCGWindowOwnerName, 5},
+                        {kCGWindowName, 5},
+                        {kCGWindowLayer, 0.0},
+                        {kCGWindowAlpha, 1},
+                        {kCGWindowBounds, Dictionary{{"X", 0.0}, {"Y", 0.0}, {"Width", 9}, {"Height", 9.0}}},
+                        {kCGWindowIsOnscreen, 1}},
+                       3};
+  EXPECT_TRUE(odd.ownerProcess() == 0 && odd.ownerName().empty() && odd.name().empty());
+  EXPECT_FALSE(odd.layer() || odd.alpha() || odd.isOnScreen());
+  EXPECT_TRUE(CGRectIsNull(odd.bounds()));
+  EXPECT_FALSE(WindowInfo::of({{kCGWindowNumber, std::int32_t{3}}})) << "a number has no sign";
 }
 
 TEST_F(WindowListTest, keepsATargetAsLongAsItIsTheSameWindow) {
@@ -88,7 +111,9 @@ TEST_F(WindowTest, saysWhatItsDescriptionSaid) {
   EXPECT_EQ(window->frame(), CGRectMake(100, 150, 800, 600));
   EXPECT_TRUE(window->isOnScreen() && window->isScreen() && window->isWindow() && !window->isCamera());
   EXPECT_TRUE(window->isAvailable());
+  static_cast<void>(server().takeRequests());
   EXPECT_EQ(window->snapshotImage()->image()->width(), 800U);
+  EXPECT_EQ(server().takeRequests().pixels, 1) << "of now, not of when they are looked at";
 
   server().change(42, [](ListedWindow& changed) {
     changed.ownerName = "Other";
@@ -100,6 +125,8 @@ TEST_F(WindowTest, saysWhatItsDescriptionSaid) {
   EXPECT_FALSE(window->isOnScreen() || window->isAvailable());
   EXPECT_TRUE(CGRectIsNull(window->bounds()));
   EXPECT_TRUE(window->snapshotImage()) << "people may look at what cannot be captured";
+  server().change(42, [](ListedWindow& changed) { changed.picture = WindowPicture::lostBytes; });
+  EXPECT_FALSE(window->snapshotImage());
 
   const WindowInfo bare{{{kCGWindowOwnerPID, "text"}}, 3};
   const auto unknown = std::make_shared<Window>(Root::current(), bare);

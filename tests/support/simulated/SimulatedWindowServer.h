@@ -45,8 +45,9 @@ class SimulatedWindowServer final : public WindowServer {
     int lists = 0;
     int descriptions = 0;
     int images = 0;
-    int pixels = 0;  ///< images whose bytes were asked for
-    CGRect rect;     ///< of the last image of several windows
+    int pixels = 0;                  ///< images whose bytes were asked for
+    std::uint32_t imageOptions = 0;  ///< of the last image
+    CGRect rect;                     ///< of the last image of several windows
     std::vector<CGWindowID> windows = {};
   };
 
@@ -93,17 +94,19 @@ class SimulatedWindowServer final : public WindowServer {
     });
   }
   [[nodiscard]] std::shared_ptr<CGImage> CGWindowListCreateImage(const CGRect& rect, std::uint32_t options,
-                                                                 CGWindowID id, std::uint32_t) override {
+                                                                 CGWindowID id,
+                                                                 std::uint32_t imageOptions) override {
     return state_.with([&](State& state) {
       ++state.requests.images;
+      state.requests.imageOptions = imageOptions;
       return image(rect, listed(state.windows, options, id));
     });
   }
-  [[nodiscard]] std::shared_ptr<CGImage> CGWindowListCreateImageFromArray(const CGRect& rect,
-                                                                          std::span<const CGWindowID> ids,
-                                                                          std::uint32_t) override {
+  [[nodiscard]] std::shared_ptr<CGImage> CGWindowListCreateImageFromArray(
+      const CGRect& rect, std::span<const CGWindowID> ids, std::uint32_t imageOptions) override {
     return state_.with([&](State& state) {
       ++state.requests.images;
+      state.requests.imageOptions = imageOptions;
       state.requests.rect = rect;
       state.requests.windows.assign(ids.begin(), ids.end());
       return image(rect, only(state.windows, ids));
