@@ -59,9 +59,10 @@ class WindowPainter {
     (void)use.reply(xcb_get_input_focus(use), xcb_get_input_focus_reply);
   }
 
-  /// Shown; with a depth of its own, or the screen's (0).
+  /// Shown; with a depth of its own, or the screen's (0); `instance` is the first half of its class.
   [[nodiscard]] PaintedWindow show(const PixelRect& place, std::uint32_t seed, std::uint8_t depth = 0,
-                                   bool isMenu = false, std::uint16_t border = 0) const {
+                                   bool isMenu = false, std::uint16_t border = 0,
+                                   const std::string& instance = "") const {
     const X11Connection::Use use(*connection_);
     const xcb_screen_t& screen = connection_->screen();
     xcb_visualid_t visual = screen.root_visual;
@@ -81,6 +82,9 @@ class WindowPainter {
                           static_cast<std::uint16_t>(place.width), static_cast<std::uint16_t>(place.height),
                           border, XCB_WINDOW_CLASS_INPUT_OUTPUT, visual,
                           XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP, &values);
+    const std::string name = instance + '\0' + "Painter" + '\0';
+    xcb_change_property(use, XCB_PROP_MODE_REPLACE, made.window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                        static_cast<std::uint32_t>(name.size()), name.data());
     paint(made);
     map(made);
     return made;
@@ -89,6 +93,15 @@ class WindowPainter {
   void paint(const PaintedWindow& window) const;
   void map(const PaintedWindow& window) const { xcb_map_window(Use(*this), window.window), sync(); }
   void unmap(const PaintedWindow& window) const { xcb_unmap_window(Use(*this), window.window), sync(); }
+  /// As a window manager does.
+  void minimize(const PaintedWindow& window) const {
+    const X11Connection::Use use(*connection_);
+    const auto state = use.reply(xcb_intern_atom(use, 0, 8, "WM_STATE"), xcb_intern_atom_reply);
+    constexpr std::array<std::uint32_t, 2> kIconic{3, XCB_NONE};
+    xcb_change_property(use, XCB_PROP_MODE_REPLACE, window.window, state->atom, state->atom, 32, 2,
+                        kIconic.data());
+    unmap(window);
+  }
   void destroy(const PaintedWindow& window) const { xcb_destroy_window(Use(*this), window.window), sync(); }
   void place(PaintedWindow& window, const PixelRect& place) const {
     window.place = place;

@@ -1,7 +1,9 @@
 #include "platform/Platform.h"
 #include "platform/Root.h"
 #include "platform/Synchronised.h"
+#include "platform/linux/core/UniqueFD.h"
 #include "support/PrivateXServer.h"
+#include "support/VncOutputs.h"
 #include "support/WindowPainter.h"
 
 #include <QelUtilVideo/CapturableOutputDelegate.h>
@@ -10,6 +12,7 @@
 #include <QelUtilVideo/platform/CVPixelBuffer.h>
 #include <QelUtilVideo/platform/MainLoop.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <spawn.h>
@@ -23,6 +26,7 @@
 #include <cstdlib>
 #include <functional>
 #include <map>
+#include <optional>
 #include <random>
 #include <thread>
 
@@ -42,7 +46,9 @@ struct Program {
   explicit Program(pid_t number) : process(number) {}
   Program(const Program&) = delete;
   Program& operator=(const Program&) = delete;
-  ~Program() { ::kill(process, SIGKILL), ::waitpid(process, nullptr, 0); }
+  ~Program() {
+    if (process > 0) ::kill(process, SIGKILL), ::waitpid(process, nullptr, 0);
+  }
 };
 
 /// One that shows a menu there.
@@ -67,8 +73,10 @@ class Watcher : public CapturableOutputDelegate {
   }
   void capturableDidStartRunning(const std::shared_ptr<Capturable>&) override { ++starts; }
   void capturableDidStopRunning(const std::shared_ptr<Capturable>&, const NSError*) override { ++ends; }
-  void capturableDidBeginInterruption(const std::shared_ptr<Capturable>&, const Dictionary*) override {}
-  void capturableDidEndInterruption(const std::shared_ptr<Capturable>&) override {}
+  void capturableDidBeginInterruption(const std::shared_ptr<Capturable>&, const Dictionary*) override {
+    ++interruptions;
+  }
+  void capturableDidEndInterruption(const std::shared_ptr<Capturable>&) override { ++resumptions; }
   void capturableDidOutput(const std::shared_ptr<Capturable>&, const CVPixelBufferRef& frame,
                            double) override {
     const std::size_t row = CVPixelBufferGetBytesPerRow(*frame), height = CVPixelBufferGetHeight(*frame);
@@ -80,7 +88,8 @@ class Watcher : public CapturableOutputDelegate {
     ++frames;
   }
 
-  std::atomic<int> starts = 0, ends = 0, frames = 0, misshapen = 0, sum = 0;
+  std::atomic<int> starts = 0, ends = 0, interruptions = 0, resumptions = 0, frames = 0, misshapen = 0,
+                   sum = 0;
   Synchronised<CVPixelBufferRef> last;
 };
 
@@ -254,6 +263,125 @@ TEST_F(WindowCapture, survivesAStorm) {
   RecordProperty("sources", static_cast<int>(watchers.size()));
   RecordProperty("frames", frames);
 }
+
+/// A presentation program of this name, which does what it is told.
+class SlideShow {
+ public:
+  explicit SlideShow(const std::string& name) {
+    std::array<int, 2> there{}, back{};
+    if (::pipe2(there.data(), O_CLOEXEC) != 0 || ::pipe2(back.data(), O_CLOEXEC) != 0) return;
+    to_ = UniqueFD(there[1]), from_ = UniqueFD(back[0]);
+    const UniqueFD input(there[0]), output(back[1]);
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawn_file_actions_adddup2(&actions, input.get(), STDIN_FILENO);
+    ::posix_spawn_file_actions_adddup2(&actions, output.get(), STDOUT_FILENO);
+    std::string path = QEL_TEST_PROGRAMS "/" + name;
+    std::array<char*, 2> arguments{path.data(), nullptr};
+    ::posix_spawn(&program_.process, path.c_str(), &actions, nullptr, arguments.data(), environ);
+    ::posix_spawn_file_actions_destroy(&actions);
+  }
+  /// What it answers; empty when it has ended.
+  std::string answer() {
+    std::string line;
+    for (char c = 0; ::read(from_.get(), &c, 1) == 1 && c != '\n';) line += c;
+    return line;
+  }
+  std::string tell(const std::string& command) {
+    const std::string line = command + "\n";
+    return ::write(to_.get(), line.data(), line.size()) > 0 ? answer() : "";
+  }
+
+ private:
+  Program program_{-1};
+  UniqueFD to_, from_;
+};
+
+/// Two displays; a presentation program on the first one, which shows its slides on the second one.
+class SlideShowCapture : public WindowCapture, public testing::WithParamInterface<const char*> {
+ protected:
+  void SetUp() override {
+    if (!PrivateXServer::isInstalled(PrivateXServer::Program::tigervnc)) {
+      GTEST_SKIP() << "Xtigervnc is not installed, and this test starts one";
+    }
+    const std::string socket = testing::TempDir() + "qel_slides_" + std::to_string(::getpid());
+    server_ = PrivateXServer::start(
+        {.program = PrivateXServer::Program::tigervnc, .width = 640, .height = 480, .socket = socket});
+    ASSERT_TRUE(server_);
+    const auto outputs = qeltest::VncOutputs::open(socket);
+    ASSERT_TRUE(outputs && outputs->arrange({{0, 0, 640, 480}, {640, 0, 320, 240}}));
+    ::setenv("DISPLAY", server_->display().c_str(), 1);  // NOLINT(concurrency-mt-unsafe): no threads yet
+    program_.emplace(GetParam());
+    shared_ = program_->answer();
+    Root::replace(std::make_unique<Root>(makePlatform()));
+    ASSERT_EQ(CapturableWindowManager::screens().size(), 2U);
+  }
+
+  void TearDown() override {
+    target_.reset();
+    WindowCapture::TearDown();
+  }
+
+  /// Starts the program's window.
+  void start() {
+    ASSERT_TRUE(serveUntil([&] {
+      for (const auto& window : CapturableWindowManager::windows()) {
+        if (std::to_string(window->windowID()) == shared_) target_ = window;
+      }
+      return target_ != nullptr;
+    }));
+    target_->start(watcher_);
+  }
+  /// Whether a frame of that size comes, the target's bounds being that wide.
+  [[nodiscard]] bool comes(std::size_t width, std::size_t height) {
+    return serveUntil([&] {
+      const CVPixelBufferRef frame = watcher_->last.copy();
+      return frame && CVPixelBufferGetWidth(*frame) == width && CVPixelBufferGetHeight(*frame) == height &&
+             target_->frame().size.width == static_cast<double>(width);
+    });
+  }
+
+  std::optional<SlideShow> program_;
+  std::string shared_;
+  std::shared_ptr<Watcher> watcher_ = std::make_shared<Watcher>();
+  std::shared_ptr<CapturableWindow> target_;
+};
+
+TEST_P(SlideShowCapture, followsTheSlidesAndComesBack) {
+  const bool isWindowFirst = GetParam() == std::string("qel-window-first");
+  start();
+  EXPECT_TRUE(comes(200, 150));
+  EXPECT_EQ(watcher_->interruptions, 0);
+
+  // One that fills no display is no presentation.
+  ASSERT_EQ(program_->tell("show 640 0 320 200"), "done");
+  const int before = watcher_->frames;
+  EXPECT_TRUE(serveUntil([&] { return watcher_->frames > before + 2; }) && comes(200, 150));
+  ASSERT_EQ(program_->tell("hide"), "done");
+
+  ASSERT_EQ(program_->tell("show 640 0 320 240"), "done");
+  if (isWindowFirst) {
+    const int shown = watcher_->frames;
+    EXPECT_TRUE(serveUntil([&] { return watcher_->frames > shown + 2; }) && comes(200, 150));
+    ASSERT_EQ(program_->tell("minimize"), "done");
+  }
+  EXPECT_TRUE(comes(320, 240));
+  EXPECT_EQ(watcher_->interruptions, 1) << "until the bounds are stable";
+  EXPECT_EQ(watcher_->resumptions, 1);
+
+  if (isWindowFirst) {
+    ASSERT_EQ(program_->tell("restore"), "done");
+  }
+  ASSERT_EQ(program_->tell("hide"), "done");
+  EXPECT_TRUE(comes(200, 150));
+  EXPECT_EQ(watcher_->interruptions, 2);
+  EXPECT_EQ(watcher_->resumptions, 2);
+
+  program_.reset();
+  EXPECT_TRUE(serveUntil([&] { return watcher_->ends == 1; })) << "gone with its program";
+}
+
+INSTANTIATE_TEST_SUITE_P(kinds, SlideShowCapture, testing::Values("qel-slides-first", "qel-window-first"));
 
 }  // namespace
 }  // namespace QelUtilVideo
