@@ -50,6 +50,8 @@ RULES = [
      "the platform layer sees of the public headers only <QelUtilVideo/platform/…>"),
     (r"^src/platform/linux/(?P<part>[^/]+)/",
      None, "parts of the Linux layer share only core"),
+    (r"^src/platform/linux/x11/[^/]+$", lambda name, quoted: name.startswith("platform/linux/x11/windowserver/"),
+     "the window server stands on the rest of x11"),
     (r"^(apps|examples)/",
      lambda name, quoted: re.match(r"(platform|capture|render|log|qelkit|catalogue)/", name) or "../" in name,
      "programs see only include/"),
@@ -79,6 +81,8 @@ def findings(root):
                 name = match.group(2) or match.group(3)
                 quoted = match.group(3) is not None
                 line = text.count("\n", 0, match.start(1)) + 1
+                if quoted and path.startswith("src/") and not (root / "src" / name).exists():
+                    yield f"{path}:{line}: {match.group(1)}: own headers are named from src/ on"
                 for files, forbidden, why in RULES:
                     if not re.match(files, path):
                         continue

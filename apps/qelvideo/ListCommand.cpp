@@ -36,7 +36,7 @@ void list(const Context& context, const ListOptions& options) {
 void addListCommand(CLI::App& app, Action& action) {
   CLI::App* command = app.add_subcommand("list", "List what can be captured");
   command->footer(
-      "Sizes and origins are in points; the origin is the primary display's top-left corner, y grows "
+      "Sizes and origins are in points; the origin is the desktop's top-left corner, y grows "
       "downward. The scale is pixels per point. Windows are listed from the front to the back.");
   const auto options = std::make_shared<ListOptions>();
   command->add_flag("--json", options->json, "Print a JSON document instead of tables");

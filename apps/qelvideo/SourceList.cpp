@@ -15,18 +15,18 @@ using namespace QelUtilVideo;
 
 namespace {
 
-/// A source's place on the desktop; the origin is the primary display's top-left corner, y downward.
+/// A source's place on the desktop; the origin is the desktop's top-left corner, y downward.
 struct Place {
   CGPoint origin;
   CGSize size;  ///< points
 };
 
-/// The height that turns the bottom-left origin of screens into the desktop's top-left one.
+/// What y was turned over by: the height of the primary display, the first one, wherever that lies.
 double primaryHeight(const SourceRefs& sources) {
   for (const auto& source : sources) {
     const auto display = std::dynamic_pointer_cast<CapturableScreen>(source);
     if (!display) continue;
-    if (const auto screen = display->screen()) return CGRectGetMaxY(screen->frame());
+    if (const auto screen = display->screen()) return screen->frame().size.height;
   }
   return 0;
 }

@@ -46,7 +46,7 @@ void occupyStandardStreams() {
 
 /// Runs what the command line says; the exit status.
 int run(int argc, char** argv, qelvideo::Terminal& terminal) {
-  CLI::App app("Captures displays and shows live video.", "qelvideo");
+  CLI::App app("Captures displays and windows, and shows live video.", "qelvideo");
   qelvideo::Action action;
   bool logs = false;
   declare(app, action, logs);

@@ -18,7 +18,7 @@ class QEL_EXPORT CapturableWindow : public virtual Capturable {
   /// The window's title; empty when it has none.
   [[nodiscard]] virtual std::string windowName() const = 0;
   [[nodiscard]] virtual bool isOnScreen() const = 0;
-  /// Points; origin bottom-left of the primary display, y upward.
+  /// Points, in the coordinates of `NSScreen`, y upward.
   [[nodiscard]] virtual CGRect frame() const = 0;
   /// What the window shows now; null when it cannot be captured.
   [[nodiscard]] virtual std::shared_ptr<NSImage> snapshotImage() const = 0;

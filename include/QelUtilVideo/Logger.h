@@ -15,7 +15,9 @@ namespace QelUtilVideo {
 ///
 /// A sink is called synchronously on whatever thread logged, possibly on several at once, and possibly
 /// while the library runs a block on one of its serial queues: it must not wait for another thread that
-/// logs, and it must not ask a manager for its lists. A sink that throws is ignored for that line.
+/// logs, and it must not ask a manager for its lists.
+/// Lines about a view's pictures come while its context is locked: there it must not wait for the main thread
+/// either. A sink that throws is ignored for that line.
 struct Logger {
   /// `message` begins with "[QelUtilVideo] "; `file` names the library's source file and lives for ever;
   /// `line` is the line in it. An empty callable swallows its level.

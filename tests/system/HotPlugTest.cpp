@@ -55,6 +55,7 @@ class HotPlug : public testing::Test {
     if (!log_) return;
     log_.reset();
     Root::replace(nullptr);
+    Root::replace(nullptr);  // the one that was made when the last targets said that they go
   }
 
   /// Turns the main loop until it holds, and then for as long as one change may take to be reported.

@@ -12,12 +12,16 @@ using CGDirectDisplayID = std::uint32_t;
 
 /// One display as it stood when it was listed. Immutable; any thread. A change of the display
 /// arrangement makes new objects.
+///
+/// Places are points from the left end of the desktop and from a line that lies the primary display's height
+/// below its top end, y upward: from the primary display's bottom-left corner where that display lies at the
+/// desktop's top left, as most do.
 class QEL_EXPORT NSScreen : public virtual NSObject {
  public:
   struct Properties {
     Dictionary deviceDescription;  ///< "NSScreenNumber": the display ID as an unsigned 32-bit number
     std::string localizedName;
-    CGRect frame;                       ///< points, origin bottom-left of the primary display, y upward
+    CGRect frame;                       ///< points
     double backingScaleFactor = 1;      ///< pixels per point
     double maximumFramesPerSecond = 0;  ///< 0: unknown
   };

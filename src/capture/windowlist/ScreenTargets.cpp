@@ -7,6 +7,7 @@
 #include "platform/Platform.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -32,15 +33,22 @@ std::shared_ptr<Screen> listedScreen(Platform& platform, const List& old,
   return known;
 }
 
-/// The entries of `list` whose display is not in `others`, each logged.
-Array missingFrom(const List& others, const List& list, const char* what) {
-  Array missing;
-  for (const auto& screen : list) {
-    if (find(others, screen->displayID())) continue;
-    log(LogLevel::info, screen->logName() + what);
-    missing.emplace_back(std::shared_ptr<NSObject>(screen));
-  }
-  return missing;
+/// The entries of `list` whose display is not in `others`.
+List entriesNotIn(const List& others, const List& list) {
+  List entries;
+  std::ranges::copy_if(list, std::back_inserter(entries),
+                       [&](const auto& screen) { return !find(others, screen->displayID()); });
+  return entries;
+}
+
+void logEach(const List& list, const char* what) {
+  for (const auto& screen : list) log(LogLevel::info, screen->logName() + what);
+}
+
+Array arrayOf(const List& list) {
+  Array array;
+  for (const auto& screen : list) array.emplace_back(std::shared_ptr<NSObject>(screen));
+  return array;
 }
 
 }  // namespace
@@ -50,13 +58,15 @@ Dictionary ScreenTargets::update(Platform& platform) {
   for (const auto& screen : platform.displays().screens()) {
     if (auto entry = listedScreen(platform, list_, screen)) listed.push_back(std::move(entry));
   }
-  Array disconnected = missingFrom(listed, list_, " disconnected");
-  Array connected = missingFrom(list_, listed, " connected");
+  const List disconnected = entriesNotIn(listed, list_);
+  logEach(disconnected, " disconnected");
+  const List connected = entriesNotIn(list_, listed);
+  logEach(connected, " connected");
   list_ = std::move(listed);
 
   Dictionary change;
-  if (!connected.empty()) change.set("connected", std::move(connected));
-  if (!disconnected.empty()) change.set("disconnected", std::move(disconnected));
+  if (!connected.empty()) change.set("connected", arrayOf(connected));
+  if (!disconnected.empty()) change.set("disconnected", arrayOf(disconnected));
   return change;
 }
 

@@ -110,7 +110,7 @@ void MonitorWatch::noteChange() {
     generation_ += 1;
     lastChange_ = std::chrono::steady_clock::now();
     if (isStopped_ || std::exchange(isSettling_, true)) return;
-    firstChange_ = lastChange_;
+    if (!isUnreported_) firstChange_ = lastChange_;
   }
   startTimer(kQuiet);
 }
@@ -118,7 +118,13 @@ void MonitorWatch::noteChange() {
 void MonitorWatch::settle() {
   if (const std::optional<Seconds> delay = timeToSettle()) return startTimer(*delay);
   (void)current();
-  if (takeUnreported()) changed_();
+  // What came while it was listed may be half of a change again.
+  if (!isStillChanging() && takeUnreported()) changed_();
+}
+
+bool MonitorWatch::isStillChanging() {
+  const MutexLock lock(mutex_);
+  return isSettling_ && std::chrono::steady_clock::now() - firstChange_ < kLongestBurst;
 }
 
 bool MonitorWatch::takeUnreported() {

@@ -54,6 +54,7 @@ class MonitorWatch : public X11EventSink, public std::enable_shared_from_this<Mo
   void settle();
   /// Whether anybody was handed an arrangement other than the reported one; reports the last one.
   bool takeUnreported();
+  bool isStillChanging();
   /// How long to wait still; absent when the burst is over.
   std::optional<std::chrono::duration<double>> timeToSettle();
   void startTimer(std::chrono::duration<double> delay);

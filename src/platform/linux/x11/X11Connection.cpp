@@ -43,6 +43,14 @@ bool hasOutputOfXWayland(const X11Connection::Use& use, xcb_window_t root) {
   return name.starts_with(kXWayland);
 }
 
+/// Never null: a connection that failed is an object too, and has to be given back like any other.
+xcb_connection_t* connect(const char* name, int& screen) {
+  // What looks the permission to connect up keeps a file's name in a variable of the whole process.
+  static constinit Mutex mutex;
+  const MutexLock lock(mutex);
+  return xcb_connect(name, &screen);
+}
+
 }  // namespace
 
 std::shared_ptr<X11Connection> X11Connection::open(const char* name) {
@@ -52,8 +60,7 @@ std::shared_ptr<X11Connection> X11Connection::open(const char* name) {
   };
   const NoPipeSignal noSignal;
   int number = 0;
-  // Never null: a connection that failed is an object too, and has to be given back like any other.
-  Connection connection(xcb_connect(name, &number));
+  Connection connection(connect(name, number));
   if (xcb_connection_has_error(connection.get())) return nullptr;
   const xcb_screen_t* screen = screenNumber(*xcb_get_setup(connection.get()), number);
   if (!screen) return nullptr;
