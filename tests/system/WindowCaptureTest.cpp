@@ -116,28 +116,45 @@ class WindowCapture : public testing::Test {
   std::unique_ptr<PrivateXServer> server_;
 };
 
-TEST_F(WindowCapture, showsTheWindowWithItsMenuAndTheOverlayAndNoStranger) {
-  if (std::system("command -v openbox > /dev/null") != 0) {
-    GTEST_SKIP() << "openbox is not installed, and this test starts one";
+/// With a window manager.
+class ManagedWindowCapture : public WindowCapture {
+ protected:
+  void SetUp() override {
+    if (std::system("command -v openbox > /dev/null") != 0) {
+      GTEST_SKIP() << "openbox is not installed, and this test starts one";
+    }
+    WindowCapture::SetUp();
+    if (server_) startManager();
   }
-  std::array arguments{const_cast<char*>("openbox"), const_cast<char*>("--sm-disable"),
-                       static_cast<char*>(nullptr)};
-  pid_t manager = -1;
-  ASSERT_EQ(::posix_spawnp(&manager, arguments[0], nullptr, nullptr, arguments.data(), environ), 0);
-  const Program openbox(manager);
-  const WindowPainter painter(server_->display());
-  const auto isManaged = [&] {
+
+  void startManager() {
+    std::array arguments{const_cast<char*>("openbox"), const_cast<char*>("--sm-disable"),
+                         static_cast<char*>(nullptr)};
+    pid_t process = -1;
+    ASSERT_EQ(::posix_spawnp(&process, arguments[0], nullptr, nullptr, arguments.data(), environ), 0);
+    manager_.emplace(process);
+  }
+  [[nodiscard]] static bool isManaged(const WindowPainter& painter) {
     const X11Connection::Use use(*painter.connection());
     const auto list = use.reply(xcb_intern_atom(use, 0, 16, "_NET_CLIENT_LIST"), xcb_intern_atom_reply);
     const auto clients =
         use.reply(xcb_get_property(use, 0, painter.connection()->root(), list->atom, XCB_ATOM_ANY, 0, 1),
                   xcb_get_property_reply);
     return clients && xcb_get_property_value_length(clients.get()) > 0;
-  };
-  PaintedWindow window = painter.show({50, 60, 200, 150}, 1);
-  for (const auto end = Clock::now() + 10s; !isManaged() && Clock::now() < end;)
-    std::this_thread::sleep_for(5ms);
+  }
+  static void awaitManaged(const WindowPainter& painter) {
+    for (const auto end = Clock::now() + 10s; !isManaged(painter) && Clock::now() < end;) {
+      std::this_thread::sleep_for(5ms);
+    }
+  }
 
+  std::optional<Program> manager_;
+};
+
+TEST_F(ManagedWindowCapture, showsTheWindowWithItsMenuAndTheOverlayAndNoStranger) {
+  const WindowPainter painter(server_->display());
+  PaintedWindow window = painter.show({50, 60, 200, 150}, 1);
+  awaitManaged(painter);
   const Program stranger(showElsewhere(server_->display(), {0, 0, 640, 480}, 4));
   const Program overlay(showElsewhere(server_->display(), {150, 0, 300, 480}, 3));
   Root::replace(std::make_unique<Root>(makePlatform()));
@@ -183,6 +200,37 @@ TEST_F(WindowCapture, showsTheWindowWithItsMenuAndTheOverlayAndNoStranger) {
   target->stop();
   EXPECT_EQ(watcher->ends, 1);
   target.reset();
+}
+
+TEST_F(ManagedWindowCapture, goesOnWhenTheWindowManagerDiesAndAnotherOneComes) {
+  const WindowPainter painter(server_->display());
+  const PaintedWindow window = painter.show({50, 60, 200, 150}, 1);
+  awaitManaged(painter);
+  Root::replace(std::make_unique<Root>(makePlatform()));
+  (void)CapturableWindowManager::screens();
+  const auto listed = CapturableWindowManager::windows();
+  ASSERT_EQ(listed.size(), 1U);
+  const auto watcher = std::make_shared<Watcher>();
+  const auto moreComes = [&] {
+    const int before = watcher->frames;
+    return serveUntil([&] { return watcher->frames > before + 1; });
+  };
+  listed.front()->start(watcher);
+  EXPECT_TRUE(moreComes());
+  for (int i = 0; i < 3; ++i) {
+    manager_.reset();
+    EXPECT_TRUE(moreComes());
+    startManager();
+    // Asks more often than a capture, to meet the window on its way from one manager to the other.
+    while (!isManaged(painter)) {
+      serve();
+      EXPECT_EQ(CapturableWindowManager::windows(), listed);
+    }
+    EXPECT_TRUE(moreComes());
+  }
+  EXPECT_EQ(watcher->ends, 0);
+  painter.destroy(window);
+  EXPECT_TRUE(serveUntil([&] { return watcher->ends == 1; }));
 }
 
 /// Does something to one of the windows after the other, as fast as the server can.

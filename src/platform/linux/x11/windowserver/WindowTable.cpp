@@ -152,6 +152,7 @@ void WindowTable::sleepWhenNobodyAsks() {
     if (isAsked) return;
     list_ = nullptr;
     entries_.clear();
+    clients_.clear();
     rootSelection_ = EventSelection();
   }
   whenAsleep_();
@@ -176,6 +177,7 @@ void WindowTable::refresh(Marks marks) {
   }
   if (marks.isTreeStale || marks.areClientsStale) askTree(marks.isTreeStale);
   askGeometry();
+  dropFormerClients();
   askProperties();
   forgetOthers();
   list_ = compose();
@@ -189,7 +191,22 @@ void WindowTable::askTree(bool isTreeStale) {
     children_ = tree ? childrenOf(*tree) : std::vector<xcb_window_t>();
   }
   const auto named = reader_.readClients(use, clientsAsked);
-  clients_ = named ? *named : findClients(use);
+  std::vector<xcb_window_t> clients = named ? *named : findClients(use);
+  formerClients_.insert(clients_.begin(), clients_.end());
+  for (const xcb_window_t client : clients) formerClients_.erase(client);
+  clients.insert(clients.end(), formerClients_.begin(), formerClients_.end());
+  clients_ = std::move(clients);
+}
+
+void WindowTable::dropFormerClients() {
+  const auto isDropped = [&](xcb_window_t client) REQUIRES(mutex_) {
+    const Entry* entry = find(client);
+    return !entry || !entry->isMapped || entry->parent == root_;
+  };
+  std::erase_if(clients_, [&](xcb_window_t client) REQUIRES(mutex_) {
+    return formerClients_.contains(client) && isDropped(client);
+  });
+  formerClients_.clear();
 }
 
 /// Window managers that keep no list mark their windows.
@@ -263,6 +280,7 @@ void WindowTable::askGeometry(const std::vector<xcb_window_t>& windows) {
     entry.depth = geometry->depth;
     entry.visual = attributes->visual;
     entry.isInputOnly = attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY;
+    entry.isMapped = attributes->map_state != XCB_MAP_STATE_UNMAPPED;
     entry.isViewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
     entry.isOverrideRedirect = attributes->override_redirect;
   }

@@ -71,7 +71,8 @@ class WindowTable : public X11EventSink, public std::enable_shared_from_this<Win
     std::uint8_t depth = 0;
     xcb_visualid_t visual = 0;
     bool isInputOnly = false;
-    bool isViewable = false;
+    bool isMapped = false;
+    bool isViewable = false;  ///< and its ancestors are mapped too
     bool isOverrideRedirect = false;
 
     std::optional<WindowProperties> properties;  ///< of those that are listed
@@ -87,6 +88,9 @@ class WindowTable : public X11EventSink, public std::enable_shared_from_this<Win
 
   void refresh(Marks marks) REQUIRES(mutex_);
   void askTree(bool isTreeStale) REQUIRES(mutex_);
+  /// Keeps of the clients that nobody names any more those that lie mapped in a frame: a window manager that
+  /// starts has not named them yet.
+  void dropFormerClients() REQUIRES(mutex_);
   [[nodiscard]] std::vector<xcb_window_t> findClients(const X11Connection::Use& use) REQUIRES(mutex_);
   /// Brings the windows up to date whose entries are stale, makes those that are missing, and follows the
   /// parents of windows below the root's children up to these.
@@ -124,8 +128,9 @@ class WindowTable : public X11EventSink, public std::enable_shared_from_this<Win
   Mutex mutex_;
   std::shared_ptr<const WindowList> list_ GUARDED_BY(mutex_);
   EventSelection rootSelection_ GUARDED_BY(mutex_);
-  std::vector<xcb_window_t> children_ GUARDED_BY(mutex_);  ///< the root's, back to front
-  std::vector<xcb_window_t> clients_ GUARDED_BY(mutex_);   ///< those that a window manager looks after
+  std::vector<xcb_window_t> children_ GUARDED_BY(mutex_);    ///< the root's, back to front
+  std::vector<xcb_window_t> clients_ GUARDED_BY(mutex_);     ///< those that a window manager looks after
+  std::set<xcb_window_t> formerClients_ GUARDED_BY(mutex_);  ///< of these, those that nobody names any more
   Entries entries_ GUARDED_BY(mutex_);
 };
 
