@@ -23,6 +23,9 @@ struct WindowRecord {
   xcb_window_t window = XCB_NONE;
   /// The root's child in which it lies: the window manager's frame, or itself. Its pixels are read there.
   xcb_window_t top = XCB_NONE;
+  /// Numbers are given again: another window of the same number has another life.
+  std::uint64_t topLife = 0;
+  bool isTopViewable = false;
   /// Where `top` lies with its border; its pixmap measures this.
   PixelRect topBounds = {};
   int borderWidth = 0;  ///< of `top`
