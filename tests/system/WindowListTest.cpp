@@ -92,6 +92,7 @@ class Client {
     sync();
   }
   [[nodiscard]] xcb_window_t root() const { return connection_->root(); }
+  [[nodiscard]] const std::shared_ptr<X11Connection>& connection() const { return connection_; }
 
  private:
   std::shared_ptr<X11Connection> connection_;
@@ -105,7 +106,7 @@ class WindowTables : public testing::Test {
     ASSERT_TRUE(server_);
     connection_ = X11Connection::open(server_->display().c_str());
     ASSERT_TRUE(connection_);
-    table_ = WindowTable::make(connection_, loop_);
+    table_ = WindowTable::make(connection_, loop_, std::chrono::milliseconds(300));
     client_.emplace(server_->display());
   }
   void TearDown() override { endManager(); }
@@ -179,11 +180,13 @@ TEST_F(WindowTables, listWhatIsShownFrontToBackAndFollowEveryChange) {
   EXPECT_THAT(onScreen(), ElementsAre(low, hidden));
   client_->destroy(low);
   EXPECT_THAT(onScreen(), ElementsAre(hidden));
+  const auto life = record(hidden).topLife;
   client_->set(hidden, "WM_NAME", "STRING", 8, "caf\xE9");
   EXPECT_EQ(record(hidden).name, "caf\xC3\xA9");
   client_->set(hidden, "_NET_WM_NAME", "UTF8_STRING", 8, "new");
   EXPECT_EQ(record(hidden).name, "new");
   EXPECT_EQ(record(hidden).processIdentifier, ::getpid());
+  EXPECT_EQ(record(hidden).topLife, life);
   EXPECT_EQ(table_->current()->desktop.bounds, (PixelRect{0, 0, 640, 480}));
   EXPECT_LT(table_->current()->desktop.processIdentifier, 0);
 }
@@ -196,8 +199,8 @@ TEST_F(WindowTables, findClientsInFramesOfManagersWithAndWithoutAList) {
   for (const xcb_window_t one : {window, inner, frame}) client_->map(one);
   EXPECT_THAT(onScreen(), ElementsAre(frame)) << "nobody has told yet whose window it is";
   client_->setNumbers(window, "WM_STATE", "WM_STATE", {1, 0});
-  client_->configure(frame, XCB_CONFIG_WINDOW_X, {110});
   EXPECT_THAT(onScreen(), ElementsAre(window));
+  client_->configure(frame, XCB_CONFIG_WINDOW_X, {110});
   EXPECT_EQ(record(window).top, frame);
   EXPECT_EQ(record(window).bounds, (PixelRect{120, 131, 200, 100}));
 
@@ -211,6 +214,53 @@ TEST_F(WindowTables, findClientsInFramesOfManagersWithAndWithoutAList) {
   EXPECT_THAT(onScreen(), ElementsAre(window, bare, frame));
   EXPECT_EQ(record(window).top, window);
   EXPECT_EQ(record(window).bounds, (PixelRect{7, 8, 200, 100}));
+}
+
+TEST_F(WindowTables, followFramesThatAreShownHiddenAndResizedWithoutTheirClients) {
+  const xcb_window_t frame = client_->make({100, 100, 220, 140});
+  const xcb_window_t window = client_->make({10, 20, 200, 100}, false, frame);
+  {
+    const X11Connection::Use use(*client_->connection());
+    const std::uint32_t gravity = XCB_GRAVITY_SOUTH_EAST;
+    xcb_change_window_attributes(use, window, XCB_CW_WIN_GRAVITY, &gravity);
+  }
+  client_->map(window);
+  client_->setNumbers(client_->root(), "_NET_CLIENT_LIST", "WINDOW", {window, window, window});
+  EXPECT_THAT(offScreen(), ElementsAre(window)) << "named once is enough";
+  client_->map(frame);
+  EXPECT_THAT(onScreen(), ElementsAre(window));
+  client_->configure(frame, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, {320, 240});
+  EXPECT_EQ(record(window).bounds, (PixelRect{210, 220, 200, 100}));
+  client_->unmap(frame);
+  EXPECT_THAT(onScreen(), IsEmpty());
+  EXPECT_THAT(offScreen(), ElementsAre(window));
+
+  client_->setNumbers(frame, "_NET_WM_WINDOW_OPACITY", "CARDINAL", {0x7FFFFFFF});
+  EXPECT_NEAR(record(window).alpha, 0.5, 1e-6);
+  client_->set(window, "WM_CLASS", "STRING", 8, std::string("a\0b\0", 4));
+  client_->set(window, "_GTK_APPLICATION_ID", "UTF8_STRING", 8, "org.example.Late");
+  EXPECT_EQ(record(window).bundleIdentifier, "org.example.Late");
+}
+
+TEST_F(WindowTables, takeAWindowWithTheNumberOfAnEarlierOneForAnother) {
+  const auto showOf = [&](const char* title) {
+    client_.emplace(server_->display());
+    const xcb_window_t window = client_->show({0, 0, 100, 100});
+    client_->set(window, "WM_NAME", "STRING", 8, title);
+    return window;
+  };
+  const xcb_window_t first = showOf("first");
+  const WindowRecord before = record(first);
+  EXPECT_EQ(before.name, "first");
+  client_.reset();
+  // The server gives the numbers of clients that left to those that come.
+  xcb_window_t second = XCB_NONE;
+  for (int i = 0; i < 600 && second != first; ++i) second = showOf("second");
+  ASSERT_EQ(second, first);
+  EXPECT_EQ(record(first).name, "second");
+  EXPECT_NE(record(first).topLife, before.topLife);
+  client_->set(second, "WM_NAME", "STRING", 8, "third");
+  EXPECT_EQ(record(first).name, "third") << "its changes are followed";
 }
 
 TEST_F(WindowTables, believeNothingAbsurd) {
@@ -286,9 +336,12 @@ TEST_F(WindowTables, restWhenNobodyAsksAndAreCompleteWhenSomebodyDoes) {
   EXPECT_TRUE(hasListeners());
   {
     const X11EventPump pump(connection_, loop_);
-    for (std::uint32_t i = 0; i < 1000; ++i) client_->configure(window, XCB_CONFIG_WINDOW_X, {i % 50});
-    EXPECT_TRUE(eventually([&] {
+    const auto change = [&] {
+      for (std::uint32_t i = 0; i < 1000; ++i) client_->configure(window, XCB_CONFIG_WINDOW_X, {i % 50});
       loop_.dispatchPending();
+    };
+    EXPECT_TRUE(eventually([&] {
+      change();
       return !hasListeners();
     }));
   }

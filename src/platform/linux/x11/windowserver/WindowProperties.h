@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <tuple>
 
 namespace QelUtilVideo {
 
@@ -22,7 +23,15 @@ struct WindowProperties {
   std::string instanceName = {};                                  ///< of `WM_CLASS`
   std::string className = {};
   std::optional<std::uint32_t> processIdentifier = {};
+  std::optional<std::string> clientMachine = {};  ///< the host's name, in which the process number counts
   std::optional<std::string> applicationID = {};
+
+  /// Whether what tells applications apart is the same.
+  [[nodiscard]] bool isOfSameApplication(const WindowProperties& other) const {
+    return std::tie(processIdentifier, clientMachine, applicationID, instanceName, className) ==
+           std::tie(other.processIdentifier, other.clientMachine, other.applicationID, other.instanceName,
+                    other.className);
+  }
 };
 
 /// The title that people see; absent when there is none.

@@ -21,6 +21,7 @@ enum Property : std::size_t {
   frameExtents,
   windowClass,
   processIdentifier,
+  clientMachine,
   gtkApplicationID,
   kdeDesktopFile,
 };
@@ -35,6 +36,7 @@ constexpr std::array<std::string_view, WindowPropertyReader::kCount> kNames{"_NE
                                                                             "_GTK_FRAME_EXTENTS",
                                                                             "WM_CLASS",
                                                                             "_NET_WM_PID",
+                                                                            "WM_CLIENT_MACHINE",
                                                                             "_GTK_APPLICATION_ID",
                                                                             "_KDE_NET_WM_DESKTOP_FILE"};
 
@@ -153,6 +155,7 @@ WindowProperties WindowPropertyReader::read(const X11Connection::Use& use, const
   if (!names.empty()) properties.instanceName = names[0];
   if (names.size() > 1) properties.className = names[1];
   properties.processIdentifier = answers[processIdentifier].number(PropertyType::cardinal);
+  properties.clientMachine = textOf(answers[clientMachine]);
   properties.applicationID = textOf(answers[gtkApplicationID]);
   if (!properties.applicationID) properties.applicationID = textOf(answers[kdeDesktopFile]);
   return properties;

@@ -21,7 +21,7 @@ class WindowPropertyReader {
  public:
   explicit WindowPropertyReader(X11Connection& connection);
 
-  static constexpr std::size_t kCount = 12;
+  static constexpr std::size_t kCount = 13;
   struct Question {
     std::array<xcb_get_property_cookie_t, kCount> cookies{};
   };
@@ -40,6 +40,7 @@ class WindowPropertyReader {
   /// Whether the window is one that some window manager looks after, as one that knows no list says.
   [[nodiscard]] xcb_get_property_cookie_t askState(const X11Connection::Use& use, xcb_window_t window) const;
   [[nodiscard]] static bool readState(const X11Connection::Use& use, xcb_get_property_cookie_t asked);
+  [[nodiscard]] bool concernsState(xcb_atom_t property) const { return property == wmState_; }
 
  private:
   void intern(X11Connection& connection);

@@ -1,10 +1,10 @@
 #include "platform/linux/x11/windowserver/WindowTable.h"
 
-#include "platform/linux/x11/windowserver/PresentationPrograms.h"
-
+#include <unistd.h>
 #include <xcb/res.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <utility>
 
@@ -16,10 +16,10 @@ using Use = X11Connection::Use;
 
 /// Changes come while one asks; a server that never comes to rest is described as it was last.
 constexpr int kMostAttempts = 3;
-/// Windows that lie deeper in others than this are not looked for.
-constexpr int kDeepest = 8;
-/// Events after which it is clear that nobody asks any more.
+/// Events after which it is worth looking whether anybody still asks.
 constexpr std::size_t kMostEvents = 500;
+/// More than a desktop has: whoever names more is not believed.
+constexpr std::size_t kMostClients = 2000;
 
 /// Where the windows of a window manager without a list lie below the root's children, at the most.
 constexpr int kFrameDepth = 2;
@@ -49,36 +49,50 @@ std::optional<std::uint32_t> processIn(const xcb_res_query_client_ids_reply_t& r
   return std::nullopt;
 }
 
+std::string hostName() {
+  std::array<char, 256> name{};
+  return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+}
+
 }  // namespace
 
-std::shared_ptr<WindowTable> WindowTable::make(std::shared_ptr<X11Connection> connection, EventLoop& loop) {
+std::shared_ptr<WindowTable> WindowTable::make(std::shared_ptr<X11Connection> connection, EventLoop& loop,
+                                               Pause longestPause) {
   struct Made : WindowTable {
-    Made(std::shared_ptr<X11Connection> server, EventLoop& mainLoop)
-        : WindowTable(std::move(server), mainLoop) {}
+    Made(std::shared_ptr<X11Connection> server, EventLoop& mainLoop, Pause pause)
+        : WindowTable(std::move(server), mainLoop, pause) {}
   };
-  auto table = std::make_shared<Made>(std::move(connection), loop);
+  auto table = std::make_shared<Made>(std::move(connection), loop, longestPause);
   table->connection_->addSink(table);
   return table;
 }
 
-WindowTable::WindowTable(std::shared_ptr<X11Connection> connection, EventLoop& loop)
+WindowTable::WindowTable(std::shared_ptr<X11Connection> connection, EventLoop& loop, Pause longestPause)
     : connection_(std::move(connection)),
       loop_(loop),
       root_(connection_->root()),
+      longestPause_(longestPause),
       reader_(*connection_),
-      hasOwners_(knowsOwners(*connection_)) {}
+      hasOwners_(knowsOwners(*connection_)),
+      machine_(hostName()),
+      tree_(root_) {}
 
 std::shared_ptr<const WindowList> WindowTable::current() {
   const MutexLock lock(mutex_);
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
     if (!receiveEvents()) return nullptr;
-    Marks marks = marks_.with([](Marks& noted) {
-      Marks taken = std::move(noted);
-      noted = Marks{.isTreeStale = false, .areClientsStale = false, .geometry = {}, .properties = {}};
-      return taken;
+    Marks marks = events_.with([](Events& events) {
+      events.count = 0;
+      events.lastAsked = std::chrono::steady_clock::now();
+      return std::exchange(events.marks, {});
     });
     if (marks.isEmpty() && list_) return list_;
-    refresh(std::move(marks));
+    try {
+      refresh(std::move(marks));
+    } catch (...) {
+      forgetAll();  // half of it is new and half of it old
+      throw;
+    }
   }
   return connection_->isAlive() ? list_ : nullptr;
 }
@@ -97,16 +111,16 @@ bool WindowTable::receiveEvents() {
 
 void WindowTable::handleEvent(const xcb_generic_event_t& event) {
   if ((event.response_type & kEventTypeMask) == XCB_PROPERTY_NOTIFY) {
-    const auto& change = reinterpret_cast<const xcb_property_notify_event_t&>(event);
-    marks_.with([&](Marks& marks) {
-      if (reader_.concerns(change.atom)) marks.properties.insert(change.window);
-      if (change.window == root_ && reader_.concernsClients(change.atom)) marks.areClientsStale = true;
-    });
+    noteProperty(reinterpret_cast<const xcb_property_notify_event_t&>(event));
   } else {
     noteStructure(event);
   }
-  const std::size_t events = marks_.with([](Marks& marks) { return ++marks.events; });
-  if (events != kMostEvents) return;
+  const bool isForNobody = events_.with([&](Events& events) {
+    if (++events.count < kMostEvents) return false;
+    events.count = 0;
+    return std::chrono::steady_clock::now() - events.lastAsked > longestPause_;
+  });
+  if (!isForNobody) return;
   loop_.async([weak = weak_from_this()] {
     if (const auto table = weak.lock()) table->sleepWhenNobodyAsks();
   });
@@ -115,9 +129,9 @@ void WindowTable::handleEvent(const xcb_generic_event_t& event) {
 void WindowTable::noteStructure(const xcb_generic_event_t& event) {
   switch (event.response_type & kEventTypeMask) {
     case XCB_CREATE_NOTIFY:
-      return noteWindow(reinterpret_cast<const xcb_create_notify_event_t&>(event).window);
+      return noteWindow(reinterpret_cast<const xcb_create_notify_event_t&>(event).window, true);
     case XCB_DESTROY_NOTIFY:
-      return noteWindow(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
+      return noteWindow(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window, true);
     case XCB_UNMAP_NOTIFY:
       return noteWindow(reinterpret_cast<const xcb_unmap_notify_event_t&>(event).window);
     case XCB_MAP_NOTIFY:
@@ -126,6 +140,8 @@ void WindowTable::noteStructure(const xcb_generic_event_t& event) {
       return noteWindow(reinterpret_cast<const xcb_reparent_notify_event_t&>(event).window);
     case XCB_CONFIGURE_NOTIFY:
       return noteWindow(reinterpret_cast<const xcb_configure_notify_event_t&>(event).window);
+    case XCB_GRAVITY_NOTIFY:
+      return noteWindow(reinterpret_cast<const xcb_gravity_notify_event_t&>(event).window);
     case XCB_CIRCULATE_NOTIFY:
       return noteWindow(reinterpret_cast<const xcb_circulate_notify_event_t&>(event).window);
     default:
@@ -133,10 +149,20 @@ void WindowTable::noteStructure(const xcb_generic_event_t& event) {
   }
 }
 
-void WindowTable::noteWindow(xcb_window_t window) {
-  marks_.with([&](Marks& marks) {
-    marks.isTreeStale = true;
-    marks.geometry.insert(window);
+void WindowTable::noteWindow(xcb_window_t window, bool isAnother) {
+  events_.with([&](Events& events) {
+    events.marks.isTreeStale = true;
+    events.marks.geometry.insert(window);
+    if (isAnother) events.marks.others.insert(window);
+  });
+}
+
+void WindowTable::noteProperty(const xcb_property_notify_event_t& change) {
+  const bool areClients =
+      change.window == root_ ? reader_.concernsClients(change.atom) : reader_.concernsState(change.atom);
+  events_.with([&](Events& events) {
+    if (areClients) events.marks.areClientsStale = true;
+    if (reader_.concerns(change.atom)) events.marks.properties.insert(change.window);
   });
 }
 
@@ -144,18 +170,23 @@ void WindowTable::noteWindow(xcb_window_t window) {
 void WindowTable::sleepWhenNobodyAsks() {
   {
     const MutexLock lock(mutex_);
-    const bool isAsked = marks_.with([](Marks& marks) {
-      const bool isInUse = marks.events < kMostEvents;
-      if (!isInUse) marks = Marks();
-      return isInUse;
+    const bool isAsked = events_.with([this](Events& events) {
+      return std::chrono::steady_clock::now() - events.lastAsked <= longestPause_;
     });
     if (isAsked) return;
-    list_ = nullptr;
-    entries_.clear();
-    clients_.clear();
-    rootSelection_ = EventSelection();
+    forgetAll();
   }
   whenAsleep_();
+}
+
+void WindowTable::forgetAll() {
+  list_ = nullptr;
+  watches_.clear();
+  searched_.clear();
+  formerClients_.clear();
+  tree_ = WindowTree(root_);
+  rootSelection_ = EventSelection();
+  events_.with([](Events& events) { events.marks = {}; });
 }
 
 // ── Asking ────────────────────────────────────────────────────────────────────────────────────────
@@ -165,22 +196,32 @@ void WindowTable::refresh(Marks marks) {
     constexpr std::uint32_t kMask =
         XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
     rootSelection_ = EventSelection(connection_, root_, kMask);
-    marks.isTreeStale = marks.areClientsStale = true;
+    marks.isTreeStale = true;
   }
-  for (const xcb_window_t window : marks.geometry) {
-    if (const auto entry = entries_.find(window); entry != entries_.end()) entry->second.isStale = true;
-  }
-  for (const xcb_window_t window : marks.properties) {
-    for (auto& [listed, entry] : entries_) {
-      if (listed == window || entry.parent == window) entry.properties.reset();
-    }
-  }
+  forget(marks);
   if (marks.isTreeStale || marks.areClientsStale) askTree(marks.isTreeStale);
   askGeometry();
   dropFormerClients();
   askProperties();
   forgetOthers();
-  list_ = compose();
+  list_ = std::make_shared<WindowList>(tree_.list());
+}
+
+void WindowTable::forget(const Marks& marks) {
+  for (const xcb_window_t window : marks.others) {
+    watches_.erase(window);
+    searched_.erase(window);
+    tree_.nodes.erase(window);
+  }
+  for (const xcb_window_t window : marks.geometry) {
+    if (const auto watch = watches_.find(window); watch != watches_.end()) watch->second.isStale = true;
+  }
+  if (marks.properties.empty()) return;
+  for (auto& [window, node] : tree_.nodes) {
+    if (marks.properties.contains(window) || marks.properties.contains(node.propertiesTop)) {
+      node.propertiesTop = XCB_NONE;
+    }
+  }
 }
 
 void WindowTable::askTree(bool isTreeStale) {
@@ -188,33 +229,42 @@ void WindowTable::askTree(bool isTreeStale) {
   const auto clientsAsked = reader_.askClients(use, root_);
   if (isTreeStale) {
     const auto tree = use.reply(xcb_query_tree(use, root_), xcb_query_tree_reply);
-    children_ = tree ? childrenOf(*tree) : std::vector<xcb_window_t>();
+    tree_.children = tree ? childrenOf(*tree) : std::vector<xcb_window_t>();
   }
-  const auto named = reader_.readClients(use, clientsAsked);
-  std::vector<xcb_window_t> clients = named ? *named : findClients(use);
-  formerClients_.insert(clients_.begin(), clients_.end());
-  for (const xcb_window_t client : clients) formerClients_.erase(client);
-  clients.insert(clients.end(), formerClients_.begin(), formerClients_.end());
-  clients_ = std::move(clients);
+  if (auto named = reader_.readClients(use, clientsAsked)) {
+    searched_.clear();
+    takeClients(*std::move(named));
+  } else {
+    takeClients(findClients(use));
+  }
 }
 
-void WindowTable::dropFormerClients() {
-  const auto isDropped = [&](xcb_window_t client) REQUIRES(mutex_) {
-    const Entry* entry = find(client);
-    return !entry || !entry->isMapped || entry->parent == root_;
-  };
-  std::erase_if(clients_, [&](xcb_window_t client) REQUIRES(mutex_) {
-    return formerClients_.contains(client) && isDropped(client);
-  });
-  formerClients_.clear();
+void WindowTable::takeClients(std::vector<xcb_window_t> named) {
+  std::vector<xcb_window_t> clients;
+  std::set<xcb_window_t> known;
+  for (const xcb_window_t client : named) {
+    if (clients.size() < kMostClients && known.insert(client).second) clients.push_back(client);
+  }
+  for (const xcb_window_t former : tree_.clients) {
+    if (!known.insert(former).second) continue;
+    formerClients_.insert(former);
+    clients.push_back(former);
+  }
+  tree_.clients = std::move(clients);
 }
 
 /// Window managers that keep no list mark their windows.
 std::vector<xcb_window_t> WindowTable::findClients(const Use& use) {
-  std::vector<xcb_window_t> clients, windows = children_;
+  std::vector<xcb_window_t> clients, windows = tree_.children;
+  std::map<xcb_window_t, EventSelection> searched;
   for (int depth = 0; depth <= kFrameDepth && !windows.empty(); ++depth) {
     std::vector<std::pair<xcb_get_property_cookie_t, xcb_query_tree_cookie_t>> asked;
     for (const xcb_window_t window : windows) {
+      // The mark may come later than the window.
+      auto known = searched_.extract(window);
+      searched.emplace(window, known.empty()
+                                   ? EventSelection(connection_, window, XCB_EVENT_MASK_PROPERTY_CHANGE)
+                                   : std::move(known.mapped()));
       asked.emplace_back(reader_.askState(use, window), xcb_query_tree(use, window));
     }
     std::vector<xcb_window_t> below;
@@ -228,19 +278,20 @@ std::vector<xcb_window_t> WindowTable::findClients(const Use& use) {
     }
     windows = std::move(below);
   }
+  searched_ = std::move(searched);
   return clients;
 }
 
 void WindowTable::askGeometry() {
-  std::vector<xcb_window_t> windows = children_;
-  windows.insert(windows.end(), clients_.begin(), clients_.end());
+  std::vector<xcb_window_t> windows = tree_.children;
+  windows.insert(windows.end(), tree_.clients.begin(), tree_.clients.end());
   windows.push_back(root_);
-  for (int depth = 0; depth < kDeepest && !windows.empty(); ++depth) {
+  for (int depth = 0; depth < WindowTree::kDeepest && !windows.empty(); ++depth) {
     askGeometry(windows);
     std::vector<xcb_window_t> parents;
     for (const xcb_window_t window : windows) {
-      const Entry* entry = find(window);
-      if (entry && entry->parent != XCB_NONE && entry->parent != root_) parents.push_back(entry->parent);
+      const WindowNode* node = tree_.find(window);
+      if (node && node->parent != XCB_NONE && node->parent != root_) parents.push_back(node->parent);
     }
     windows = std::move(parents);
   }
@@ -257,7 +308,7 @@ void WindowTable::askGeometry(const std::vector<xcb_window_t>& windows) {
   const Use use(*connection_);
   std::vector<Question> questions;
   for (const xcb_window_t window : windows) {
-    const auto [place, isNew] = entries_.try_emplace(window);
+    const auto [place, isNew] = watches_.try_emplace(window);
     // Watched first and asked for then, so that no change falls between.
     if (isNew && window != root_) place->second.selection = EventSelection(connection_, window, kMask);
     if (!std::exchange(place->second.isStale, false)) continue;
@@ -268,55 +319,75 @@ void WindowTable::askGeometry(const std::vector<xcb_window_t>& windows) {
     const auto geometry = use.reply(question.geometry, xcb_get_geometry_reply);
     const auto attributes = use.reply(question.attributes, xcb_get_window_attributes_reply);
     const auto tree = use.reply(question.tree, xcb_query_tree_reply);
-    Entry& entry = entries_[question.window];
-    entry.isGone = !geometry || !attributes || !tree || geometry->root != root_;
-    if (entry.isGone) continue;
-    entry.parent = tree->parent;
-    entry.x = geometry->x;
-    entry.y = geometry->y;
-    entry.width = geometry->width;
-    entry.height = geometry->height;
-    entry.border = geometry->border_width;
-    entry.depth = geometry->depth;
-    entry.visual = attributes->visual;
-    entry.isInputOnly = attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY;
-    entry.isMapped = attributes->map_state != XCB_MAP_STATE_UNMAPPED;
-    entry.isViewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
-    entry.isOverrideRedirect = attributes->override_redirect;
+    if (!geometry || !attributes || !tree || geometry->root != root_) {
+      tree_.nodes.erase(question.window);
+      continue;
+    }
+    WindowNode& node = tree_.nodes[question.window];
+    if (node.life == 0) node.life = ++lives_;
+    node.parent = tree->parent;
+    node.x = geometry->x;
+    node.y = geometry->y;
+    node.width = geometry->width;
+    node.height = geometry->height;
+    node.border = geometry->border_width;
+    node.depth = geometry->depth;
+    node.visual = attributes->visual;
+    node.isInputOnly = attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY;
+    node.isMapped = attributes->map_state != XCB_MAP_STATE_UNMAPPED;
+    node.isOverrideRedirect = attributes->override_redirect;
   }
 }
 
-void WindowTable::askProperties() {
-  const Listed windows = listed();
+void WindowTable::dropFormerClients() {
+  std::erase_if(tree_.clients, [&](xcb_window_t client) REQUIRES(mutex_) {
+    if (!formerClients_.contains(client)) return false;
+    const WindowNode* node = tree_.find(client);
+    return !node || !node->isMapped || node->parent == root_;
+  });
+  formerClients_.clear();
+}
+
+void WindowTable::askProperties() { findOwners(readProperties()); }
+
+/// Of the listed windows whose properties are not known; gives these windows.
+std::vector<xcb_window_t> WindowTable::readProperties() {
+  const WindowTree::Listed windows = tree_.listed();
   std::vector<std::pair<xcb_window_t, WindowPropertyReader::Question>> questions;
   const Use use(*connection_);
   for (const auto* part : {&windows.onScreen, &windows.offScreen}) {
     for (const auto& [window, top] : *part) {
-      if (!entries_[window].properties) questions.emplace_back(window, reader_.ask(use, window, top));
+      WindowNode& node = tree_.nodes[window];
+      if (std::exchange(node.propertiesTop, top) == top) continue;
+      questions.emplace_back(window, reader_.ask(use, window, top));
     }
   }
   std::vector<xcb_window_t> fresh;
   for (const auto& [window, question] : questions) {
-    entries_[window].properties = reader_.read(use, question);
+    WindowProperties properties = reader_.read(use, question);
+    WindowNode& node = tree_.nodes[window];
+    if (!node.properties || !node.properties->isOfSameApplication(properties)) node.process.reset();
+    node.properties = std::move(properties);
     fresh.push_back(window);
   }
-  findOwners(fresh);
+  return fresh;
 }
 
 void WindowTable::findOwners(const std::vector<xcb_window_t>& windows) {
   const auto processes = askProcesses(windows);
   for (const xcb_window_t window : windows) {
-    Entry& entry = entries_[window];
+    WindowNode& node = tree_.nodes[window];
+    const WindowProperties& properties = *node.properties;
     const std::uint32_t client = clientNumber(window);
     const auto known = processes.find(client);
+    const bool isOfHere = !properties.clientMachine || properties.clientMachine == machine_;
     const auto process = ownerProcess(known == processes.end() ? std::nullopt : known->second,
-                                      entry.properties->processIdentifier, client);
+                                      isOfHere ? properties.processIdentifier : std::nullopt, client);
     // Looking a process up reads files; a new title is no reason to.
-    if (std::exchange(entry.process, process) == process) continue;
-    entry.application = findApplication(process, entry.properties->applicationID);
-    if (entry.application.name.empty()) {
-      entry.application.name =
-          entry.properties->className.empty() ? entry.properties->instanceName : entry.properties->className;
+    if (std::exchange(node.process, process) == process) continue;
+    node.application = findApplication(process, properties.applicationID);
+    if (node.application.name.empty()) {
+      node.application.name = properties.className.empty() ? properties.instanceName : properties.className;
     }
   }
 }
@@ -341,127 +412,19 @@ std::map<std::uint32_t, std::optional<std::uint32_t>> WindowTable::askProcesses(
 }
 
 void WindowTable::forgetOthers() {
-  std::set<xcb_window_t> known(children_.begin(), children_.end());
+  std::set<xcb_window_t> known(tree_.children.begin(), tree_.children.end());
   known.insert(root_);
-  for (const xcb_window_t client : clients_) {
+  for (const xcb_window_t client : tree_.clients) {
     xcb_window_t window = client;
-    for (int depth = 0; depth < kDeepest && known.insert(window).second; ++depth) {
-      const Entry* entry = find(window);
-      if (!entry) break;
-      window = entry->parent;
+    for (int depth = 0; depth < WindowTree::kDeepest && known.insert(window).second; ++depth) {
+      const WindowNode* node = tree_.find(window);
+      if (!node) break;
+      window = node->parent;
     }
   }
-  std::erase_if(entries_,
-                [&](const auto& entry) { return entry.second.isGone || !known.contains(entry.first); });
-}
-
-// ── Composing ─────────────────────────────────────────────────────────────────────────────────────
-
-const WindowTable::Entry* WindowTable::find(xcb_window_t window) const {
-  const auto found = entries_.find(window);
-  return found == entries_.end() || found->second.isGone ? nullptr : &found->second;
-}
-
-xcb_window_t WindowTable::topOf(xcb_window_t window) const {
-  for (int depth = 0; depth < kDeepest; ++depth) {
-    const Entry* entry = find(window);
-    if (!entry) break;
-    if (entry->parent == root_) return window;
-    window = entry->parent;
-  }
-  return XCB_NONE;
-}
-
-WindowTable::Listed WindowTable::listed() const {
-  Listed windows;
-  std::multimap<xcb_window_t, xcb_window_t> clientsOf;
-  for (const xcb_window_t client : clients_) {
-    const Entry* entry = find(client);
-    const xcb_window_t top = topOf(client);
-    if (!entry || entry->isInputOnly || top == XCB_NONE) continue;
-    clientsOf.emplace(top, client);
-    if (!entry->isViewable) windows.offScreen.emplace_back(client, top);
-  }
-  for (auto top = children_.rbegin(); top != children_.rend(); ++top) {
-    const auto [first, last] = clientsOf.equal_range(*top);
-    for (auto client = first; client != last; ++client) {
-      if (find(client->second)->isViewable) windows.onScreen.emplace_back(client->second, *top);
-    }
-    const Entry* entry = find(*top);
-    if (first != last || !entry || entry->isInputOnly || !entry->isViewable) continue;
-    windows.onScreen.emplace_back(*top, *top);
-  }
-  return windows;
-}
-
-PixelRect WindowTable::areaOf(xcb_window_t window) const {
-  const Entry* entry = find(window);
-  PixelRect area{0, 0, entry ? entry->width : 0, entry ? entry->height : 0};
-  for (int depth = 0; depth < kDeepest && entry && window != root_; ++depth) {
-    area.x += entry->x + entry->border;
-    area.y += entry->y + entry->border;
-    window = entry->parent;
-    entry = find(window);
-  }
-  return area;
-}
-
-WindowRecord WindowTable::record(xcb_window_t window, xcb_window_t top) const {
-  WindowRecord record;
-  record.window = window;
-  record.top = top;
-  const Entry* entry = find(window);
-  const Entry* topEntry = find(top);
-  if (!entry || !topEntry || !entry->properties) return record;
-  const int border = topEntry->border;
-  record.topBounds = {topEntry->x, topEntry->y, topEntry->width + 2 * border, topEntry->height + 2 * border};
-  record.borderWidth = border;
-  const WindowProperties& properties = *entry->properties;
-  record.bounds = withoutShadows(areaOf(window), properties.frameExtents);
-  record.depth = topEntry->depth;
-  record.visual = topEntry->visual;
-  record.isOnScreen = entry->isViewable;
-
-  const PresentationProgram* program = entry->application.presentation;
-  const auto name = windowName(properties);
-  LayerFacts facts;
-  facts.type = properties.type;
-  facts.isOverrideRedirect = entry->isOverrideRedirect;
-  facts.isTransient =
-      properties.transientFor != 0 && properties.transientFor != root_ && properties.transientFor != window;
-  facts.isModal = properties.isModal;
-  facts.isSlideShow = program && isSlideShow(*program, properties.instanceName, name.value_or(""));
-  record.layer = windowLayer(facts);
-  record.alpha = windowAlpha(properties.opacity);
-  record.processIdentifier = entry->process.value_or(0);
-  record.ownerName = entry->application.name;
-  record.bundleIdentifier = entry->application.bundleIdentifier;
-  record.name = name;
-  return record;
-}
-
-std::shared_ptr<const WindowList> WindowTable::compose() {
-  auto list = std::make_shared<WindowList>();
-  const Listed windows = listed();
-  const auto add = [&](const auto& pairs, std::vector<WindowRecord>& records) REQUIRES(mutex_) {
-    for (const auto& [window, top] : pairs) {
-      if (entries_[window].properties) records.push_back(record(window, top));
-    }
-  };
-  add(windows.onScreen, list->onScreen);
-  add(windows.offScreen, list->offScreen);
-
-  WindowRecord& desktop = list->desktop;
-  desktop.window = desktop.top = root_;
-  desktop.bounds = desktop.topBounds = areaOf(root_);
-  desktop.depth = connection_->screen().root_depth;
-  desktop.visual = connection_->screen().root_visual;
-  desktop.isOnScreen = true;
-  desktop.layer = kDesktopLayer;
-  // The server is a client of its own, with the number 0.
-  desktop.processIdentifier = ownerProcess(std::nullopt, std::nullopt, 0);
-  desktop.ownerName = "X server";
-  return list;
+  const auto isOther = [&](const auto& entry) { return !known.contains(entry.first); };
+  std::erase_if(tree_.nodes, isOther);
+  std::erase_if(watches_, isOther);
 }
 
 std::uint32_t WindowTable::clientNumber(xcb_window_t window) const {
