@@ -250,9 +250,9 @@ TEST_F(PicturesOfWindows, costNoMoreTheLongerTheyAreTaken) {
   EXPECT_LE(countMemory(), kMostSegments);
 
   // Nobody asks, and other programs go on.
-  for (int i = 0; i < 600; ++i) painter_->setTitle(window, std::to_string(i));
   for (int turn = 0; turn < 1000 && countResources().first > 0; ++turn) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    for (int i = 0; i < 100; ++i) painter_->setTitle(window, std::to_string(i));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
     loop_.dispatchPending();
   }
   EXPECT_EQ(countResources().first, 0U);
