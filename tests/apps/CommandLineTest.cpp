@@ -136,6 +136,39 @@ TEST_F(CommandLine, listsTheDisplayAndFindsItByItsShortenedID) {
   expect(1, "qelvideo snapshot no-such-thing -o other.png", {}, {"no-such-thing", "qelvideo list"});
 }
 
+TEST_F(CommandLine, listsWindowsTakesThemAndTellsWhatHappensToThem) {
+  startServer("400x300x24");
+  // It does what it reads, and answers.
+  run("mkfifo do did; " WINDOW_PROGRAM
+      " <>do >did & echo $! >process; read window <did; echo $window >window");
+  const std::string tell = "tell() { echo $1 >do; read answer <did; }; ";
+  expect(0, "qelvideo list",
+         {"WINDOW", "APPLICATION", "qel-slides-first", "Slides", "yes", "200x150", "50,60", "yes"});
+  const auto json = nlohmann::json::parse(run("qelvideo list --json").output);
+  ASSERT_EQ(json["windows"].size(), 1U);
+  EXPECT_EQ(json["windows"][0]["name"], "qel-slides-first - Slides");
+  expect(0, "qelvideo snapshot $(cat window) -o picture.png", {"picture.png: 200x150"});
+  expect(0,
+         "qelvideo list --images pictures && grep -c '<img' pictures/index.html && ls pictures/*.png | wc -l",
+         {"Slides", "\n2\n", "2"}, {"pictures/index.html"});
+  expect(2, "qelvideo capture 1 -o a.y4m --overlay 5", {}, {"4711:101"});
+
+  run("(sleep 9 | $Q watch --json >events) & for i in {1..90}; do grep -q Slides events && break; sleep 0.1; "
+      "done");
+  expect(1,
+         tell +
+             "$Q capture $(cat window) --overlay 1:8 -o film.y4m & sleep 0.5; tell minimize; sleep 0.5; "
+             "tell restore; sleep 0.5; kill $(cat process); wait $!",
+         {},
+         {"did start", "did begin interruption", "did end interruption", "did stop: failedToCapture",
+          "window closed"});
+  EXPECT_GT(framesOf("film.y4m", 200, 150), 5);
+  run("for i in {1..90}; do grep -q disconnected events && break; sleep 0.1; done");
+  expectText(folder.read("events"),
+             {R"("event":"present","kind":"window","name":"qel-slides-first - Slides")",
+              R"("event":"disconnected","kind":"window")"});
+}
+
 TEST_F(CommandLine, capturesAFilmOfWholeFramesWithEventsAndStatistics) {
   startServer("65x47x24");
   const Outcome outcome =
