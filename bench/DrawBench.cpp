@@ -33,6 +33,7 @@ class NoOpContext final : public NSOpenGLContext, public CGLContext {
   bool makeCurrentContext() override { return true; }
   void flushBuffer() override {}
   void presentAgain() override {}
+  [[nodiscard]] bool isShown() const override { return true; }
   bool setDrawable(const NativeWindow*) override { return true; }
   void setValues(std::int32_t, std::int32_t) override {}
   void setSurfaceSize(CGSize) override {}

@@ -1,11 +1,11 @@
 // What pictures of windows cost, on an X server with a screen of at least 1920 × 1080 pixels that DISPLAY
 // names, best a fresh one:
 //
-//   xvfb-run -s "-screen 0 2000x1200x24" build/bench/bin/window_capture_bench
+//   xvfb-run -s "-noreset -screen 0 2000x1200x24" build/bench/bin/window_capture_bench
 //
 // `composeWindow` against `grabScreen`, which moves as many pixels from the server and does nothing else, and
-// `probeWindows` against `fetchWindows`. `server_us` is the server's CPU time for each round, which the CPU
-// column does not have.
+// `probeWindows` against `fetchWindows`; `listAnew`, the first list of a program, of few windows and of many.
+// `server_us` is the server's CPU time for each round, which the CPU column does not have.
 
 #include "platform/linux/core/EventLoop.h"
 #include "platform/linux/x11/DrawableImage.h"
@@ -68,6 +68,14 @@ class Desktop {
     xcb_map_window(use, window);
     (void)use.reply(xcb_get_input_focus(use), xcb_get_input_focus_reply);
     return window;
+  }
+  /// As a window manager tells which windows it looks after.
+  void manage(const std::vector<CGWindowID>& windows) {
+    const X11Connection::Use use(*program_);
+    const auto atom = use.reply(xcb_intern_atom(use, 0, 16, "_NET_CLIENT_LIST"), xcb_intern_atom_reply);
+    xcb_change_property(use, XCB_PROP_MODE_REPLACE, program_->root(), atom->atom, XCB_ATOM_WINDOW, 32,
+                        static_cast<std::uint32_t>(windows.size()), windows.data());
+    (void)use.reply(xcb_get_input_focus(use), xcb_get_input_focus_reply);
   }
 
  private:
@@ -132,11 +140,28 @@ void listWindows(benchmark::State& state, bool isFetching) {
   });
 }
 
+/// As a program does that has just started.
+void listAnew(benchmark::State& state) {
+  Desktop desktop;
+  if (!desktop) return state.SkipWithError("no X server");
+  std::vector<CGWindowID> shown;
+  for (std::int64_t i = 0; i < state.range(0); ++i) shown.push_back(desktop.show({0, 0, 200, 200}));
+  desktop.manage(shown);
+  EventLoop loop([](const std::string&) {});
+  const auto connection = X11Connection::open();
+  const X11EventPump pump(connection, loop);
+  measure(state, desktop, [&] {
+    X11WindowServer windows(connection, loop);
+    return windows.CGWindowListCopyWindowInfo(kCGWindowListOptionOnScreenOnly, 0).has_value();
+  });
+}
+
 void probeWindows(benchmark::State& state) { listWindows(state, false); }
 void fetchWindows(benchmark::State& state) { listWindows(state, true); }
 
 BENCHMARK(grabScreen)->UseRealTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(composeWindow)->Arg(0)->Arg(3)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(listAnew)->Arg(6)->Arg(60)->UseRealTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(probeWindows)->UseRealTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(fetchWindows)->UseRealTime()->Unit(benchmark::kMicrosecond);
 

@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
-"""Compare the CPU time of a display capture at 10 frames per second with its peers.
+"""Compare the CPU time of a capture at 10 frames per second with its peers.
 
-usage: compare_capture.py [QELVIDEO] [--rounds N] [--size WxH]
+usage: compare_capture.py [QELVIDEO] [--rounds N] [--size WxH] [--window]
+
+Of the display, or of a window that fills it.
 
 Starts one private Xvfb and runs each program in turn over 10 and over 110 frames; the difference is 100
 frames without the start-up. Prints milliseconds of CPU time per frame, of the program and of the X server,
@@ -13,6 +15,7 @@ import shutil
 import statistics
 import subprocess
 import sys
+import time
 
 SHORT, LONG = 10, 110
 
@@ -48,17 +51,30 @@ def run(command, display):
     return usage.ru_utime + usage.ru_stime
 
 
-def commands(qelvideo, size, display):
+def show_window(display, size):
+    """The process that shows it, and its number."""
+    process = subprocess.Popen(["xlogo", "-geometry", size + "+0+0"], env={**os.environ, "DISPLAY": display})
+    while True:
+        time.sleep(0.2)
+        tree = subprocess.run(["xwininfo", "-display", display, "-root", "-tree"], capture_output=True, text=True)
+        for line in tree.stdout.splitlines():
+            if '"xlogo"' in line:
+                return process, int(line.split()[0], 16)
+
+
+def commands(qelvideo, size, display, window):
     def ffmpeg(frames):
-        return ["ffmpeg", "-nostdin", "-loglevel", "error", "-f", "x11grab", "-framerate", "10", "-video_size", size,
+        what = ["-window_id", str(window)] if window else ["-video_size", size]
+        return ["ffmpeg", "-nostdin", "-loglevel", "error", "-f", "x11grab", "-framerate", "10", *what,
                 "-i", display, "-frames:v", str(frames), "-f", "null", "-"]
 
     def gstreamer(frames):
-        return ["gst-launch-1.0", "-q", "ximagesrc", "use-damage=0", f"num-buffers={frames}", "!",
+        what = [f"xid={window}"] if window else []
+        return ["gst-launch-1.0", "-q", "ximagesrc", *what, "use-damage=0", f"num-buffers={frames}", "!",
                 "video/x-raw,framerate=10/1", "!", "fakesink"]
 
     def ours(frames):
-        return [qelvideo, "capture", "screen", "--frames", str(frames)]
+        return [qelvideo, "capture", str(window or "screen"), "--frames", str(frames)]
 
     return {name: make for name, make in (("ffmpeg x11grab", ffmpeg), ("gst ximagesrc", gstreamer), ("qelvideo", ours))
             if shutil.which(make(1)[0])}
@@ -69,12 +85,15 @@ def main():
     parser.add_argument("qelvideo", nargs="?", default="build/bench/bin/qelvideo")
     parser.add_argument("--rounds", type=int, default=3)
     parser.add_argument("--size", default="1920x1080")
+    parser.add_argument("--window", action="store_true")
     options = parser.parse_args()
     server = Server(options.size)
+    shown, window = show_window(server.display, options.size) if options.window else (None, None)
     try:
-        table = {name: ([], []) for name in commands(options.qelvideo, options.size, server.display)}
+        programs = commands(options.qelvideo, options.size, server.display, window)
+        table = {name: ([], []) for name in programs}
         for _ in range(options.rounds):
-            for name, make in commands(options.qelvideo, options.size, server.display).items():
+            for name, make in programs.items():
                 client, served = [], []
                 for frames in (SHORT, LONG):
                     before = server.cpu()
@@ -88,6 +107,9 @@ def main():
         for name, (client, served) in medians.items():
             print(f"{name:16} {client:16.2f} {client / first:6.2f} {served:18.2f}")
     finally:
+        if shown:
+            shown.terminate()
+            shown.wait()
         server.stop()
 
 

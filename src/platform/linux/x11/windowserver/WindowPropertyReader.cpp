@@ -130,6 +130,7 @@ WindowPropertyReader::Question WindowPropertyReader::ask(const X11Connection::Us
                                                          xcb_window_t top) const {
   Question question;
   for (std::size_t i = 0; i < kCount; ++i) {
+    if (i == opacityOfTop && top == window) continue;
     question.cookies[i] =
         xcb_get_property(use, 0, i == opacityOfTop ? top : window, properties_[i], XCB_ATOM_ANY, 0, kLongest);
   }
@@ -139,7 +140,8 @@ WindowPropertyReader::Question WindowPropertyReader::ask(const X11Connection::Us
 WindowProperties WindowPropertyReader::read(const X11Connection::Use& use, const Question& question) const {
   std::array<Answer, kCount> answers;
   for (std::size_t i = 0; i < kCount; ++i) {
-    answers[i] = {use.reply(question.cookies[i], xcb_get_property_reply), utf8String_};
+    const bool wasAsked = question.cookies[i].sequence != 0;
+    answers[i] = {wasAsked ? use.reply(question.cookies[i], xcb_get_property_reply) : nullptr, utf8String_};
   }
   WindowProperties properties;
   properties.netName = answers[netName].value().text();

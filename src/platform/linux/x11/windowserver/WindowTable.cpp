@@ -175,6 +175,7 @@ void WindowTable::sleepWhenNobodyAsks() {
     });
     if (isAsked) return;
     forgetAll();
+    xcb_flush(Use(*connection_));
   }
   whenAsleep_();
 }
@@ -263,7 +264,7 @@ std::vector<xcb_window_t> WindowTable::findClients(const Use& use) {
       // The mark may come later than the window.
       auto known = searched_.extract(window);
       searched.emplace(window, known.empty()
-                                   ? EventSelection(connection_, window, XCB_EVENT_MASK_PROPERTY_CHANGE)
+                                   ? EventSelection(use, connection_, window, XCB_EVENT_MASK_PROPERTY_CHANGE)
                                    : std::move(known.mapped()));
       asked.emplace_back(reader_.askState(use, window), xcb_query_tree(use, window));
     }
@@ -310,7 +311,7 @@ void WindowTable::askGeometry(const std::vector<xcb_window_t>& windows) {
   for (const xcb_window_t window : windows) {
     const auto [place, isNew] = watches_.try_emplace(window);
     // Watched first and asked for then, so that no change falls between.
-    if (isNew && window != root_) place->second.selection = EventSelection(connection_, window, kMask);
+    if (isNew && window != root_) place->second.selection = EventSelection(use, connection_, window, kMask);
     if (!std::exchange(place->second.isStale, false)) continue;
     questions.push_back({window, xcb_get_geometry(use, window), xcb_get_window_attributes(use, window),
                          xcb_query_tree(use, window)});
@@ -375,6 +376,7 @@ std::vector<xcb_window_t> WindowTable::readProperties() {
 
 void WindowTable::findOwners(const std::vector<xcb_window_t>& windows) {
   const auto processes = askProcesses(windows);
+  std::map<std::pair<std::int32_t, std::optional<std::string>>, Application> applications;
   for (const xcb_window_t window : windows) {
     WindowNode& node = tree_.nodes[window];
     const WindowProperties& properties = *node.properties;
@@ -385,7 +387,9 @@ void WindowTable::findOwners(const std::vector<xcb_window_t>& windows) {
                                       isOfHere ? properties.processIdentifier : std::nullopt, client);
     // Looking a process up reads files; a new title is no reason to.
     if (std::exchange(node.process, process) == process) continue;
-    node.application = findApplication(process, properties.applicationID);
+    const auto [found, isNew] = applications.try_emplace({process, properties.applicationID});
+    if (isNew) found->second = findApplication(process, properties.applicationID);
+    node.application = found->second;
     if (node.application.name.empty()) {
       node.application.name = properties.className.empty() ? properties.instanceName : properties.className;
     }
