@@ -53,7 +53,7 @@ def run(command, display):
 
 def show_window(display, size):
     """The process that shows it, and its number."""
-    process = subprocess.Popen(["xlogo", "-geometry", size + "+0+0"], env={**os.environ, "DISPLAY": display})
+    process = subprocess.Popen(["xlogo", "-bw", "0", "-geometry", size + "+0+0"], env={**os.environ, "DISPLAY": display})
     while True:
         time.sleep(0.2)
         tree = subprocess.run(["xwininfo", "-display", display, "-root", "-tree"], capture_output=True, text=True)

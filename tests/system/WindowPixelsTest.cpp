@@ -7,6 +7,7 @@
 #include <xcb/res.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <fstream>
 #include <limits>
@@ -257,6 +258,57 @@ TEST_F(PicturesOfWindows, costNoMoreTheLongerTheyAreTaken) {
   }
   EXPECT_EQ(countResources().first, 0U);
   EXPECT_TRUE(composes(window.place, {window}));
+}
+
+TEST_F(PicturesOfWindows, areNeverBlankOfAWindowThatNeverRests) {
+  start();
+  const auto window = painter_->show({20, 30, 200, 150}, 1);
+  ASSERT_TRUE(probe(window));
+  std::atomic<bool> isOver = false;
+  std::thread restless([&] {
+    const WindowPainter painter(server_->display());
+    auto moved = window;
+    for (int i = 0; !isOver; ++i) painter.place(moved, {20, 30, 200 + i % 50, 150 + i % 30});
+  });
+  int blank = 0;
+  for (int i = 0; i < 1000; ++i) {
+    const auto image = compose(CGRectMake(30, 40, 100, 80), {window});
+    const auto bytes = image ? image->dataProvider()->bytes() : nullptr;
+    const auto isNothing = [](std::byte value) { return value == std::byte{}; };
+    blank += !bytes || std::all_of(bytes->data(), bytes->data() + 400, isNothing);
+  }
+  EXPECT_EQ(blank, 0);
+  isOver = true;
+  restless.join();
+}
+
+TEST_F(PicturesOfWindows, areNotTakenOfWhatTheServerCannotKeepOrWhatHidesBehindAnother) {
+  start();
+  const auto front = painter_->show({0, 0, 100, 80}, 1), back = painter_->show({0, 0, 100, 80}, 2);
+  const auto frame = painter_->show({20, 30, 120, 100}, 3);
+  const auto vast = painter_->show({0, 0, 40000, 100}, 4), inVast = painter_->show({0, 0, 100, 80}, 5);
+  {
+    const X11Connection::Use use(*painter_->connection());
+    xcb_reparent_window(use, front.window, frame.window, 10, 10);
+    xcb_reparent_window(use, back.window, frame.window, 10, 10);
+    xcb_reparent_window(use, inVast.window, vast.window, 10, 10);
+    const std::array clients{front.window, back.window, inVast.window};
+    const auto list = use.reply(xcb_intern_atom(use, 0, 16, "_NET_CLIENT_LIST"), xcb_intern_atom_reply);
+    xcb_change_property(use, XCB_PROP_MODE_REPLACE, painter_->connection()->root(), list->atom,
+                        XCB_ATOM_WINDOW, 32, clients.size(), clients.data());
+  }
+  painter_->unmap(front);
+  EXPECT_FALSE(probe(front));
+  ASSERT_TRUE(probe(back));
+  EXPECT_FALSE(probe(front)) << "it lies in a picture of the other one";
+  EXPECT_FALSE(compose(CGRectMake(30, 40, 100, 80), {front}));
+  painter_->unmap(frame);
+  EXPECT_TRUE(probe(back)) << "its last picture";
+  EXPECT_FALSE(probe(front));
+
+  EXPECT_FALSE(probe(inVast));
+  EXPECT_FALSE(compose(CGRectMake(0, 0, 100, 80), {inVast}));
+  EXPECT_TRUE(windows_->CGWindowListCopyWindowInfo(kCGWindowListOptionOnScreenOnly, 0)) << "it lives";
 }
 
 TEST_F(PicturesOfWindows, surviveTheLossOfTheServer) {

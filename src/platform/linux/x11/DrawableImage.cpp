@@ -2,6 +2,7 @@
 
 #include "platform/Images.h"
 #include "platform/linux/x11/PixelFormats.h"
+#include "platform/linux/x11/ReplyBytes.h"
 
 #include <limits>
 #include <new>
@@ -14,21 +15,7 @@ namespace {
 
 using Use = X11Connection::Use;
 
-constexpr std::uint32_t kAllPlanes = 0xFFFFFFFF;
 constexpr std::size_t kLargestPixel = 4;
-
-/// The bytes of a reply, where the reply has them.
-class ReplyBytes : public ImageBytes {
- public:
-  explicit ReplyBytes(XcbReply<xcb_get_image_reply_t> reply) : reply_(std::move(reply)) {}
-  std::byte* data() override { return reinterpret_cast<std::byte*>(xcb_get_image_data(reply_.get())); }
-  std::size_t size() const override {
-    return static_cast<std::size_t>(xcb_get_image_data_length(reply_.get()));
-  }
-
- private:
-  XcbReply<xcb_get_image_reply_t> reply_;
-};
 
 /// No server pads its rows to more than 64 bits.
 std::size_t largestRow(std::size_t width) { return (kLargestPixel * width + 7) / 8 * 8; }

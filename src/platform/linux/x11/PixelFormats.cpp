@@ -117,9 +117,13 @@ std::optional<X11PixelFormat> X11PixelFormat::of(const X11Connection& connection
   return std::nullopt;
 }
 
+bool X11PixelFormat::isConvertible() const {
+  return model == CGColorSpaceModel::rgb && (bitsPerPixel == 16 || bitsPerPixel == 24 || bitsPerPixel == 32);
+}
+
 bool convertToUsual(const X11PixelFormat& format, const std::byte* source, std::size_t width,
                     std::size_t height, std::byte* target) {
-  if (format.model != CGColorSpaceModel::rgb) return false;
+  if (!format.isConvertible()) return false;
   switch (format.bitsPerPixel) {
     case 16:
       convertPixels<2>(format, source, width, height, target);

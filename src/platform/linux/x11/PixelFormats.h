@@ -24,6 +24,8 @@ struct X11PixelFormat {
   [[nodiscard]] std::size_t bytesPerRow(std::size_t width) const;
   /// Whether the bytes are blue, green, red and a fourth one, as in the library's usual picture.
   [[nodiscard]] bool isUsual() const;
+  /// Whether `convertToUsual` knows the format.
+  [[nodiscard]] bool isConvertible() const;
 
   /// The format of a drawable of this depth and visual; absent when the server names no such format.
   /// Without a visual (a pixmap), colours are where the default layout of the depth has them.

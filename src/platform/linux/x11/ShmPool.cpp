@@ -54,11 +54,11 @@ ShmPool::ShmPool(std::shared_ptr<X11Connection> connection)
 ShmPool::~ShmPool() = default;
 
 std::shared_ptr<ShmBytes> ShmPool::take(std::size_t size) try {
-  if (isRefused_) return nullptr;
+  if (size >= refusedSize_) return nullptr;
   std::unique_ptr<ShmSegment> segment = takeFree(size);
   if (!segment) segment = ShmSegment::make(connection_, (size + kPage - 1) / kPage * kPage);
   if (!segment) {
-    isRefused_ = true;
+    refusedSize_ = size;
     return nullptr;
   }
   return std::make_shared<PooledBytes>(std::move(segment), size, free_);

@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -32,7 +33,7 @@ class ShmPool {
   ShmPool& operator=(const ShmPool&) = delete;
   ~ShmPool();
 
-  /// At least `size` bytes, not set; null when the server cannot share memory with this process.
+  /// At least `size` bytes, not set; null when the server cannot share so much with this process.
   [[nodiscard]] std::shared_ptr<ShmBytes> take(std::size_t size);
 
  private:
@@ -44,7 +45,7 @@ class ShmPool {
 
   std::shared_ptr<X11Connection> connection_;
   std::shared_ptr<FreeList> free_;
-  std::atomic<bool> isRefused_{false};
+  std::atomic<std::size_t> refusedSize_{std::numeric_limits<std::size_t>::max()};  ///< the smallest one
 };
 
 }  // namespace QelUtilVideo

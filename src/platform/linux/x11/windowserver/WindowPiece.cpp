@@ -51,15 +51,20 @@ bool makeUsual(WindowPiece& piece) {
 
 class Region {
  public:
-  Region() { pixman_region32_init(&region_); }
+  /// Of all the rectangles together, counted from a corner.
+  Region(const std::vector<PixelRect>& rects, int left, int top) {
+    std::vector<pixman_box32_t> boxes;
+    boxes.reserve(rects.size());
+    for (const PixelRect& rect : rects) {
+      const int x = rect.x - left, y = rect.y - top;
+      boxes.push_back({x, y, x + rect.width, y + rect.height});
+    }
+    pixman_region32_init_rects(&region_, boxes.data(), static_cast<int>(boxes.size()));
+  }
   Region(const Region&) = delete;
   Region& operator=(const Region&) = delete;
   ~Region() { pixman_region32_fini(&region_); }
 
-  void add(const PixelRect& rect) {
-    pixman_region32_union_rect(&region_, &region_, rect.x, rect.y, static_cast<unsigned>(rect.width),
-                               static_cast<unsigned>(rect.height));
-  }
   [[nodiscard]] pixman_region32_t* get() { return &region_; }
 
  private:
@@ -71,12 +76,10 @@ void draw(const WindowPiece& piece, const PixelRect& area, pixman_image_t* canva
   const auto source = wrap(hasAlpha(piece, opacity) ? PIXMAN_a8r8g8b8 : PIXMAN_x8r8g8b8, place.width,
                            place.height, piece.bytes->data());
   if (!source) return;
-  Region clip;
+  std::optional<Region> clip;
   if (piece.shape) {
-    for (const PixelRect& part : *piece.shape) {
-      clip.add({part.x - area.x, part.y - area.y, part.width, part.height});
-    }
-    pixman_image_set_clip_region32(canvas, clip.get());
+    clip.emplace(*piece.shape, area.x, area.y);
+    pixman_image_set_clip_region32(canvas, clip->get());
   }
   pixman_image_composite32(PIXMAN_OP_OVER, source.get(), nullptr, canvas, 0, 0, 0, 0, place.x - area.x,
                            place.y - area.y, place.width, place.height);

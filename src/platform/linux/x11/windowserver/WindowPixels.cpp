@@ -1,11 +1,13 @@
 #include "platform/linux/x11/windowserver/WindowPixels.h"
 
+#include "platform/linux/x11/ReplyBytes.h"
+
 #include <xcb/shape.h>
 #include <xcb/shm.h>
 
 #include <algorithm>
+#include <exception>
 #include <limits>
-#include <new>
 #include <set>
 #include <utility>
 
@@ -13,22 +15,11 @@ namespace QelUtilVideo {
 
 namespace {
 
-/// Windows may change between a list and their pixels; those that never rest are shown without.
+/// Windows may change between a list and their pixels. Those that never rest are shown as they were a moment
+/// ago.
 constexpr int kMostAttempts = 4;
-constexpr std::uint32_t kAllPlanes = 0xFFFFFFFF;
-
-/// Pixels as a `get_image` of the protocol answers them.
-class ReplyBytes : public ImageBytes {
- public:
-  explicit ReplyBytes(XcbReply<xcb_get_image_reply_t> reply) : reply_(std::move(reply)) {}
-  std::byte* data() override { return reinterpret_cast<std::byte*>(xcb_get_image_data(reply_.get())); }
-  std::size_t size() const override {
-    return static_cast<std::size_t>(xcb_get_image_data_length(reply_.get()));
-  }
-
- private:
-  XcbReply<xcb_get_image_reply_t> reply_;
-};
+/// A window in more parts than this is shown with all that lies between them.
+constexpr int kMostParts = 10'000;
 
 bool hasExtension(X11Connection& connection, xcb_extension_t& extension) {
   const X11Connection::Use use(connection);
@@ -41,8 +32,11 @@ bool hasExtension(X11Connection& connection, xcb_extension_t& extension) {
 struct WindowPixels::Question {
   WindowRecord window;
   WindowPiece piece;
-  xcb_pixmap_t named = XCB_NONE;     ///< made for this question; none: the kept one, or the screen itself
+  NamedPixmap named;                 ///< made for this question; none: the kept one, or the screen itself
   std::shared_ptr<ShmBytes> shared;  ///< null: the pixels come with the reply
+  xcb_drawable_t drawable = XCB_NONE;
+  int x = 0;  ///< of the piece's place in the drawable
+  int y = 0;
   xcb_get_geometry_cookie_t geometry{};
   xcb_shm_get_image_cookie_t sharedImage{};
   xcb_get_image_cookie_t image{};
@@ -54,7 +48,8 @@ WindowPixels::WindowPixels(std::shared_ptr<X11Connection> connection, std::share
       table_(std::move(table)),
       hasShapes_(hasExtension(*connection_, xcb_shape_id)),
       hasPixmaps_(WindowPixmaps::areAvailable(*connection_)),
-      pool_(connection_) {}
+      pool_(connection_),
+      pixmaps_(connection_) {}
 
 WindowPixels::~WindowPixels() { release(); }
 
@@ -65,33 +60,38 @@ bool WindowPixels::probe(const std::shared_ptr<const WindowList>& list,
   const MutexLock lock(mutex_);
   const Use use(*connection_);
   follow(use, list);
-  std::set<xcb_window_t> tops;
+  std::vector<WindowRecord> unnamed;
   for (const WindowRecord& window : windows) {
-    if (window.isOnScreen && !pixmaps_.find(window)) tops.insert(window.top);
+    if (window.isOnScreen && isShowable(window) && !pixmaps_.find(window)) unnamed.push_back(window);
   }
   if (std::exchange(isRefreshDue_, false)) {
     // One that was away and came back has another picture, which shall be its last one.
     for (const WindowRecord& window : list->onScreen) {
-      if (pixmaps_.has(window.top)) tops.insert(window.top);
+      if (pixmaps_.last(window)) unnamed.push_back(window);
     }
   }
-  const auto named = pixmaps_.keepAll(use, tops);
+  const auto named = pixmaps_.keepAll(use, unnamed);
   // One that changes its size just now has a picture all the same.
   return std::any_of(windows.begin(), windows.end(), [&](const WindowRecord& window) REQUIRES(mutex_) {
-    return named.contains(window.top) || pixmaps_.find(window);
+    return isShowable(window) && (hasPicture(window) || (window.isOnScreen && named.contains(window.top)));
   });
-} catch (const std::bad_alloc&) {
+} catch (const std::exception&) {
   return false;
 }
 
 std::shared_ptr<CGImage> WindowPixels::fetch(const Selection& selection, std::optional<PixelRect> wanted,
                                              Opacity opacity) try {
   for (int attempt = 1; attempt <= kMostAttempts; ++attempt) {
-    const auto list = table_->current();
+    // Most of the time nothing has changed since the list was asked for, and one wait is enough.
+    const auto known = attempt == 1 ? table_->lastKnown() : nullptr;
+    const auto list = known ? known : table_->current();
     if (!list) return nullptr;
     const std::vector<WindowRecord> windows = selection(*list);
     const PixelRect area = wanted.value_or(boundsOf(windows));
-    if (windows.empty() || !isPossible(area)) return nullptr;
+    if (windows.empty() || !isPossible(area)) {
+      if (known) continue;
+      return nullptr;
+    }
     Answer answer;
     {
       const MutexLock lock(mutex_);
@@ -99,13 +99,13 @@ std::shared_ptr<CGImage> WindowPixels::fetch(const Selection& selection, std::op
         const Use use(*connection_);
         follow(use, list);
       }
-      answer = ask(windows, area);
+      answer = ask(*list, windows, area, attempt < kMostAttempts ? Source::now : Source::kept);
     }
-    if (answer.isStale && attempt < kMostAttempts) continue;
+    if (answer.isStale || (known && !table_->isStill(known))) continue;
     return answer.hasPixels ? composePieces(area, std::move(answer.pieces), opacity, pool_) : nullptr;
   }
   return nullptr;
-} catch (const std::bad_alloc&) {
+} catch (const std::exception&) {
   return nullptr;
 }
 
@@ -146,19 +146,45 @@ PixelRect WindowPixels::boundsOf(const std::vector<WindowRecord>& windows) {
   return all;
 }
 
-WindowPixels::Answer WindowPixels::ask(const std::vector<WindowRecord>& windows, const PixelRect& area) {
+bool WindowPixels::isShowable(const WindowRecord& window) const {
+  const auto format = formatOf(window);
+  return format && (format->isConvertible() || format->model != CGColorSpaceModel::rgb);
+}
+
+/// A hidden one whose frame still shows lies in a picture of something else.
+bool WindowPixels::hasPicture(const WindowRecord& window) const {
+  return (window.isOnScreen || !window.isTopViewable) && pixmaps_.find(window);
+}
+
+WindowPixels::Answer WindowPixels::ask(const WindowList& list, const std::vector<WindowRecord>& windows,
+                                       const PixelRect& area, Source source) {
   Answer answer;
   std::vector<Question> questions;
   const Use use(*connection_);
   questions.reserve(windows.size());
-  for (const WindowRecord& window : windows) {
-    const auto format = formatOf(window);
-    if (!format || format->model != CGColorSpaceModel::rgb) continue;
-    if (!window.isOnScreen && !pixmaps_.find(window)) continue;
-    answer.hasPixels = true;
-    if (auto question = questionAbout(use, window, *format, area)) questions.push_back(std::move(*question));
+  try {
+    for (const WindowRecord& window : windows) {
+      const auto format = formatOf(window);
+      if (!format || !format->isConvertible()) continue;
+      if (!window.isOnScreen && !hasPicture(window)) continue;
+      auto question = questionAbout(use, list, window, area, source);
+      if (!question) continue;
+      // What lies elsewhere is there all the same.
+      if (!isPossible(question->piece.place)) {
+        answer.hasPixels = true;
+        continue;
+      }
+      question->piece.format = *format;
+      send(use, *question);
+      questions.push_back(std::move(*question));
+    }
+    for (Question& question : questions) take(use, question, answer);
+  } catch (...) {
+    // Nobody else gets the memory that the server still writes to.
+    (void)use.reply(xcb_get_input_focus(use), xcb_get_input_focus_reply);
+    throw;
   }
-  for (Question& question : questions) take(use, question, answer);
+  if (source == Source::kept) answer.isStale = false;
   return answer;
 }
 
@@ -169,63 +195,74 @@ void WindowPixels::follow(const Use& use, const std::shared_ptr<const WindowList
   pixmaps_.forgetOthers(use, *list);
 }
 
-std::optional<WindowPixels::Question> WindowPixels::questionAbout(const Use& use, const WindowRecord& window,
-                                                                  const X11PixelFormat& format,
-                                                                  const PixelRect& area) {
-  const xcb_screen_t& screen = connection_->screen();
+/// Where the pixels are; absent when the server has none.
+std::optional<WindowPixels::Question> WindowPixels::questionAbout(const Use& use, const WindowList& list,
+                                                                  const WindowRecord& window,
+                                                                  const PixelRect& area, Source source) {
   Question question;
   question.window = window;
   PixelRect& place = question.piece.place;
   place = intersection(intersection(window.bounds, window.topBounds), area);
-  if (!hasPixmaps_) place = intersection(place, {0, 0, screen.width_in_pixels, screen.height_in_pixels});
-  if (!isPossible(place)) return std::nullopt;
-  question.piece.format = format;
-
-  xcb_drawable_t drawable = connection_->root();
-  int x = place.x, y = place.y;
-  if (hasPixmaps_) {
-    if (window.isOnScreen) question.named = pixmaps_.name(use, window.top);
-    const auto kept = pixmaps_.find(window);
-    drawable = question.named != XCB_NONE || !kept ? question.named : kept->pixmap;
-    x -= window.topBounds.x;
-    y -= window.topBounds.y;
-    question.geometry = xcb_get_geometry(use, drawable);
+  if (!hasPixmaps_) {
+    place = intersection(place, list.desktop.bounds);
+    question.drawable = connection_->root();
+    question.x = place.x;
+    question.y = place.y;
+    return question;
   }
-  if (hasShapes_) question.shape = xcb_shape_get_rectangles(use, window.top, XCB_SHAPE_SK_BOUNDING);
-  const auto left = static_cast<std::int16_t>(x), top = static_cast<std::int16_t>(y);
+  const bool isNow = source == Source::now && window.isOnScreen;
+  if (isNow) {
+    if (!WindowPixmaps::isPossible(window)) return std::nullopt;
+    if (isPossible(place)) question.named = pixmaps_.name(use, window);
+    question.drawable = question.named.id();
+  } else {
+    const WindowPixmaps::Kept* kept = window.isOnScreen ? pixmaps_.last(window) : pixmaps_.find(window);
+    if (!kept) return std::nullopt;
+    question.drawable = kept->pixmap.id();
+    place = intersection(place, {window.topBounds.x, window.topBounds.y, kept->width, kept->height});
+  }
+  question.x = place.x - window.topBounds.x;
+  question.y = place.y - window.topBounds.y;
+  return question;
+}
+
+void WindowPixels::send(const Use& use, Question& question) {
+  const PixelRect& place = question.piece.place;
+  if (question.named) question.geometry = xcb_get_geometry(use, question.drawable);
+  if (hasShapes_) question.shape = xcb_shape_get_rectangles(use, question.window.top, XCB_SHAPE_SK_BOUNDING);
+  const auto left = static_cast<std::int16_t>(question.x), top = static_cast<std::int16_t>(question.y);
   const auto width = static_cast<std::uint16_t>(place.width),
              height = static_cast<std::uint16_t>(place.height);
-  question.shared = pool_.take(format.bytesPerRow(width) * height);
+  question.shared = pool_.take(question.piece.format.bytesPerRow(width) * height);
   if (question.shared) {
-    question.sharedImage = xcb_shm_get_image(use, drawable, left, top, width, height, kAllPlanes,
+    question.sharedImage = xcb_shm_get_image(use, question.drawable, left, top, width, height, kAllPlanes,
                                              XCB_IMAGE_FORMAT_Z_PIXMAP, question.shared->segment(), 0);
   } else {
-    question.image =
-        xcb_get_image(use, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, left, top, width, height, kAllPlanes);
+    question.image = xcb_get_image(use, XCB_IMAGE_FORMAT_Z_PIXMAP, question.drawable, left, top, width,
+                                   height, kAllPlanes);
   }
-  return question;
 }
 
 void WindowPixels::take(const Use& use, Question& question, Answer& answer) {
   const bool isSame = isStillThatSize(use, question);
   const bool isThere = takeShape(use, question);
   question.piece.bytes = takePixels(use, question);
-  if (!isSame || !isThere || !question.piece.bytes) answer.isStale = true;
-  // Of one that never rests, what was there at that moment.
-  if (isThere && question.piece.bytes) answer.pieces.push_back(std::move(question.piece));
+  if (!isSame || !isThere || !question.piece.bytes) {
+    answer.isStale = true;
+    return;
+  }
+  answer.hasPixels = true;
+  answer.pieces.push_back(std::move(question.piece));
 }
 
 /// Keeps the named picture, or drops it.
 bool WindowPixels::isStillThatSize(const Use& use, Question& question) {
-  if (question.geometry.sequence == 0) return true;
+  if (!question.named) return true;
   const auto geometry = use.reply(question.geometry, xcb_get_geometry_reply);
   if (!geometry) return false;
   const PixelRect& bounds = question.window.topBounds;
-  const bool isSame = geometry->width == bounds.width && geometry->height == bounds.height;
-  if (question.named != XCB_NONE) {
-    pixmaps_.keep(use, question.window.top, {question.named, geometry->width, geometry->height});
-  }
-  return isSame;
+  pixmaps_.keep(question.window, std::move(question.named), *geometry);
+  return geometry->width == bounds.width && geometry->height == bounds.height;
 }
 
 std::shared_ptr<ImageBytes> WindowPixels::takePixels(const Use& use, Question& question) {
@@ -252,8 +289,10 @@ bool WindowPixels::takeShape(const Use& use, Question& question) {
   const int left = window.topBounds.x + window.borderWidth, top = window.topBounds.y + window.borderWidth;
   const PixelRect& place = question.piece.place;
   std::vector<PixelRect> shape;
+  const int parts = xcb_shape_get_rectangles_rectangles_length(reply.get());
+  if (parts > kMostParts) return true;
   const xcb_rectangle_t* rects = xcb_shape_get_rectangles_rectangles(reply.get());
-  for (int i = 0; i < xcb_shape_get_rectangles_rectangles_length(reply.get()); ++i) {
+  for (int i = 0; i < parts; ++i) {
     const PixelRect part{left + rects[i].x, top + rects[i].y, rects[i].width, rects[i].height};
     // Windows without a shape of their own have one rectangle.
     if (intersection(part, place) == place) return true;

@@ -50,17 +50,26 @@ class WindowPixels {
   using Use = X11Connection::Use;
   /// What is asked of the server about one window.
   struct Question;
-  /// Pieces, or none while windows change faster than one can ask.
+  /// Pieces of the windows that have pixels.
   struct Answer {
     std::vector<WindowPiece> pieces;
     bool isStale = false;    ///< a window was other than its record
-    bool hasPixels = false;  ///< at least one window had some, inside the area or not
+    bool hasPixels = false;  ///< of at least one window there are some, inside the area or not
   };
 
-  [[nodiscard]] Answer ask(const std::vector<WindowRecord>& windows, const PixelRect& area) REQUIRES(mutex_);
-  [[nodiscard]] std::optional<Question> questionAbout(const Use& use, const WindowRecord& window,
-                                                      const X11PixelFormat& format, const PixelRect& area)
-      REQUIRES(mutex_);
+  /// Which picture of a window that is on screen.
+  enum class Source { now, kept };
+
+  /// Whether a picture can show it; if not, it has no pixels.
+  [[nodiscard]] bool isShowable(const WindowRecord& window) const;
+  /// Whether its last picture can stand for it.
+  [[nodiscard]] bool hasPicture(const WindowRecord& window) const REQUIRES(mutex_);
+  [[nodiscard]] Answer ask(const WindowList& list, const std::vector<WindowRecord>& windows,
+                           const PixelRect& area, Source source) REQUIRES(mutex_);
+  [[nodiscard]] std::optional<Question> questionAbout(const Use& use, const WindowList& list,
+                                                      const WindowRecord& window, const PixelRect& area,
+                                                      Source source) REQUIRES(mutex_);
+  void send(const Use& use, Question& question) REQUIRES(mutex_);
   /// Brings what is kept in line with the windows that there are.
   void follow(const Use& use, const std::shared_ptr<const WindowList>& list) REQUIRES(mutex_);
   void take(const Use& use, Question& question, Answer& answer) REQUIRES(mutex_);

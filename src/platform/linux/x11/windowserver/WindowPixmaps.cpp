@@ -2,10 +2,19 @@
 
 #include <xcb/composite.h>
 
-#include <utility>
-#include <vector>
+#include <limits>
 
 namespace QelUtilVideo {
+
+NamedPixmap::NamedPixmap(const X11Connection::Use& use, std::shared_ptr<X11Connection> connection,
+                         xcb_window_t top)
+    : connection_(std::move(connection)), id_(xcb_generate_id(use)) {
+  xcb_composite_name_window_pixmap(use, top, id_);
+}
+
+NamedPixmap::~NamedPixmap() {
+  if (id_ != XCB_NONE) xcb_free_pixmap(X11Connection::Use(*connection_), id_);
+}
 
 bool WindowPixmaps::areAvailable(X11Connection& connection) {
   const X11Connection::Use use(connection);
@@ -16,70 +25,84 @@ bool WindowPixmaps::areAvailable(X11Connection& connection) {
   return version && (version->major_version > 0 || version->minor_version >= 2);
 }
 
-xcb_pixmap_t WindowPixmaps::name(const X11Connection::Use& use, xcb_window_t top) {
-  // Where a compositing manager did it already, this adds nothing.
-  if (redirected_.insert(top).second) {
-    xcb_composite_redirect_window(use, top, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
-  }
-  const xcb_pixmap_t pixmap = xcb_generate_id(use);
-  xcb_composite_name_window_pixmap(use, top, pixmap);
-  return pixmap;
+bool WindowPixmaps::isPossible(const WindowRecord& window) {
+  constexpr int kMost = std::numeric_limits<std::int16_t>::max();
+  const PixelRect& top = window.topBounds;
+  return top.width > 0 && top.height > 0 && top.width <= kMost && top.height <= kMost;
 }
 
-void WindowPixmaps::keep(const X11Connection::Use& use, xcb_window_t top, const Kept& picture) {
-  const Kept before = std::exchange(kept_[top], picture);
-  if (before.pixmap != XCB_NONE) xcb_free_pixmap(use, before.pixmap);
+NamedPixmap WindowPixmaps::name(const X11Connection::Use& use, const WindowRecord& window) {
+  if (!isPossible(window)) return {};
+  // Where a compositing manager did it already, this adds nothing.
+  if (std::exchange(redirected_[window.top], window.topLife) != window.topLife) {
+    xcb_composite_redirect_window(use, window.top, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+  }
+  return {use, connection_, window.top};
+}
+
+void WindowPixmaps::keep(const WindowRecord& window, NamedPixmap pixmap,
+                         const xcb_get_geometry_reply_t& size) {
+  kept_[window.top] = {std::move(pixmap), size.width, size.height, window.topLife, window.window};
 }
 
 std::set<xcb_window_t> WindowPixmaps::keepAll(const X11Connection::Use& use,
-                                              const std::set<xcb_window_t>& tops) {
+                                              const std::vector<WindowRecord>& windows) {
   struct Question {
-    xcb_window_t top;
-    xcb_pixmap_t pixmap;
+    const WindowRecord& window;
+    NamedPixmap pixmap;
     xcb_get_geometry_cookie_t geometry;
   };
   std::vector<Question> questions;
-  questions.reserve(tops.size());
-  for (const xcb_window_t top : tops) {
-    const xcb_pixmap_t pixmap = name(use, top);
-    questions.push_back({top, pixmap, xcb_get_geometry(use, pixmap)});
+  questions.reserve(windows.size());
+  for (const WindowRecord& window : windows) {
+    NamedPixmap pixmap = name(use, window);
+    if (!pixmap) continue;
+    const auto geometry = xcb_get_geometry(use, pixmap.id());
+    questions.push_back({window, std::move(pixmap), geometry});
   }
   std::set<xcb_window_t> withPicture;
-  for (const auto& [top, pixmap, asked] : questions) {
-    const auto geometry = use.reply(asked, xcb_get_geometry_reply);
-    if (!geometry) continue;
-    keep(use, top, {pixmap, geometry->width, geometry->height});
-    withPicture.insert(top);
+  for (Question& question : questions) {
+    const auto size = use.reply(question.geometry, xcb_get_geometry_reply);
+    if (!size) {
+      redirected_.erase(question.window.top);  // it may have been refused
+      continue;
+    }
+    keep(question.window, std::move(question.pixmap), *size);
+    withPicture.insert(question.window.top);
   }
   return withPicture;
 }
 
-std::optional<WindowPixmaps::Kept> WindowPixmaps::find(const WindowRecord& window) const {
+const WindowPixmaps::Kept* WindowPixmaps::last(const WindowRecord& window) const {
   const auto found = kept_.find(window.top);
-  if (found == kept_.end() || found->second.width != window.topBounds.width ||
-      found->second.height != window.topBounds.height) {
-    return std::nullopt;
-  }
-  return found->second;
+  if (found == kept_.end() || found->second.life != window.topLife) return nullptr;
+  const bool mayShowAnother = !window.isOnScreen && found->second.window != window.window;
+  return mayShowAnother ? nullptr : &found->second;
+}
+
+const WindowPixmaps::Kept* WindowPixmaps::find(const WindowRecord& window) const {
+  const Kept* kept = last(window);
+  const PixelRect& top = window.topBounds;
+  return kept && kept->width == top.width && kept->height == top.height ? kept : nullptr;
 }
 
 void WindowPixmaps::forgetOthers(const X11Connection::Use& use, const WindowList& list) {
-  std::set<xcb_window_t> tops;
+  std::map<xcb_window_t, std::uint64_t> lives;
   for (const auto* windows : {&list.onScreen, &list.offScreen}) {
-    for (const WindowRecord& window : *windows) tops.insert(window.top);
+    for (const WindowRecord& window : *windows) lives.emplace(window.top, window.topLife);
   }
-  std::erase_if(redirected_, [&](xcb_window_t top) {
-    const bool isOther = !tops.contains(top);
+  const auto isThere = [&](xcb_window_t top, std::uint64_t life) {
+    const auto found = lives.find(top);
+    return found != lives.end() && found->second == life;
+  };
+  std::erase_if(redirected_, [&](const auto& top) {
+    const bool isOther = !isThere(top.first, top.second);
     // A menu lives on while it is not shown, and the server counts redirections. It refuses for those that
     // are gone.
-    if (isOther) xcb_composite_unredirect_window(use, top, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+    if (isOther) xcb_composite_unredirect_window(use, top.first, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
     return isOther;
   });
-  std::erase_if(kept_, [&](const auto& picture) {
-    const bool isOther = !tops.contains(picture.first);
-    if (isOther) xcb_free_pixmap(use, picture.second.pixmap);
-    return isOther;
-  });
+  std::erase_if(kept_, [&](const auto& kept) { return !isThere(kept.first, kept.second.life); });
 }
 
 }  // namespace QelUtilVideo

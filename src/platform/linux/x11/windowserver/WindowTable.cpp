@@ -97,6 +97,21 @@ std::shared_ptr<const WindowList> WindowTable::current() {
   return connection_->isAlive() ? list_ : nullptr;
 }
 
+std::shared_ptr<const WindowList> WindowTable::lastKnown() {
+  const MutexLock lock(mutex_);
+  const bool isUnchanged = events_.with([](Events& events) {
+    events.lastAsked = std::chrono::steady_clock::now();
+    return events.marks.isEmpty();
+  });
+  return isUnchanged ? list_ : nullptr;
+}
+
+bool WindowTable::isStill(const std::shared_ptr<const WindowList>& list) {
+  connection_->awaitEvents();
+  const MutexLock lock(mutex_);
+  return list == list_ && events_.with([](Events& events) { return events.marks.isEmpty(); });
+}
+
 // ── Events ────────────────────────────────────────────────────────────────────────────────────────
 
 /// An answer to anything comes after the events before it.

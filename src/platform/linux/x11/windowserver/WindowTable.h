@@ -41,6 +41,11 @@ class WindowTable : public X11EventSink, public std::enable_shared_from_this<Win
 
   /// As they are now; null when the server is lost.
   [[nodiscard]] std::shared_ptr<const WindowList> current();
+  /// As they were when somebody asked last, without asking the server; null when they have changed since, as
+  /// far as is known. Whoever uses it asks the server for something else, and then whether it `isStill` so.
+  [[nodiscard]] std::shared_ptr<const WindowList> lastKnown();
+  /// Whether nothing has changed until the last reply that this thread received.
+  [[nodiscard]] bool isStill(const std::shared_ptr<const WindowList>& list);
 
   // X11EventSink
   void handleEvent(const xcb_generic_event_t& event) override;

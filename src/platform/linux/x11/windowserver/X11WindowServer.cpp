@@ -1,13 +1,14 @@
 #include "platform/linux/x11/windowserver/X11WindowServer.h"
 
 #include "platform/linux/x11/windowserver/Applications.h"
+#include "platform/linux/x11/windowserver/ImageOnDemand.h"
 #include "platform/linux/x11/windowserver/WindowDescription.h"
 #include "platform/linux/x11/windowserver/WindowSelection.h"
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <iterator>
-#include <mutex>
 #include <utility>
 
 namespace QelUtilVideo {
@@ -49,57 +50,6 @@ WindowPixels::Selection backToFront(std::function<std::vector<WindowRecord>(cons
   };
 }
 
-/// Of a picture of windows of which the one at the back has that format. Those that are not RGB have a layout
-/// for everybody to see, but no bytes.
-std::optional<CGImageLayout> layoutOf(const PixelRect& size, const std::optional<X11PixelFormat>& format) {
-  if (!format) return std::nullopt;
-  CGImageLayout layout;
-  layout.width = static_cast<std::size_t>(size.width);
-  layout.height = static_cast<std::size_t>(size.height);
-  layout.bytesPerRow = layout.width * 4;
-  if (format->model == CGColorSpaceModel::rgb) return layout;
-  layout.bitsPerComponent = format->depth;
-  layout.bitsPerPixel = format->bitsPerPixel;
-  layout.bytesPerRow = format->bytesPerRow(layout.width);
-  layout.colorSpaceModel = format->model;
-  layout.bitmapInfo = static_cast<std::uint32_t>(CGImageAlphaInfo::none);
-  return layout;
-}
-
-/// Fetches the pixels when they are first asked for.
-class PixelsOnDemand : public CGDataProvider {
- public:
-  PixelsOnDemand(const std::shared_ptr<WindowPixels>& pixels, WindowPixels::Selection selection,
-                 std::optional<PixelRect> area, Opacity opacity, const CGImageLayout& layout)
-      : pixels_(pixels), selection_(std::move(selection)), area_(area), opacity_(opacity), layout_(layout) {}
-
-  [[nodiscard]] std::shared_ptr<ImageBytes> bytes() override {
-    std::call_once(fetched_, [this] {
-      const auto pixels = pixels_.lock();
-      const auto image = pixels ? pixels->fetch(selection_, area_, opacity_) : nullptr;
-      if (!image || image->width() != layout_.width || image->height() != layout_.height) return;
-      const auto bytes = image->dataProvider()->bytes();
-      // It was promised before anybody knew that no window is transparent.
-      const bool isWithoutAlpha = image->alphaInfo() == CGImageAlphaInfo::noneSkipFirst;
-      if (isWithoutAlpha &&
-          !fillAlpha(bytes->data(), static_cast<int>(layout_.width), static_cast<int>(layout_.height))) {
-        return;
-      }
-      bytes_ = bytes;
-    });
-    return bytes_;
-  }
-
- private:
-  const std::weak_ptr<WindowPixels> pixels_;  ///< images may outlive the window server
-  const WindowPixels::Selection selection_;
-  const std::optional<PixelRect> area_;
-  const Opacity opacity_;
-  const CGImageLayout layout_;
-  std::once_flag fetched_;
-  std::shared_ptr<ImageBytes> bytes_;
-};
-
 }  // namespace
 
 X11WindowServer::X11WindowServer(std::shared_ptr<X11Connection> connection, EventLoop& loop)
@@ -114,15 +64,17 @@ X11WindowServer::X11WindowServer(std::shared_ptr<X11Connection> connection, Even
 
 X11WindowServer::~X11WindowServer() = default;
 
-std::optional<std::vector<Dictionary>> X11WindowServer::CGWindowListCopyWindowInfo(std::uint32_t options,
-                                                                                   CGWindowID relativeTo) {
+std::optional<std::vector<Dictionary>> X11WindowServer::CGWindowListCopyWindowInfo(
+    std::uint32_t options, CGWindowID relativeTo) try {
   const auto list = table_ ? table_->current() : nullptr;
   if (!list) return std::nullopt;
   return descriptionsOf(selectWindows(*list, options, relativeTo));
+} catch (const std::exception&) {  // Without memory there is no answer, here as below.
+  return std::nullopt;
 }
 
 std::vector<Dictionary> X11WindowServer::CGWindowListCreateDescriptionFromArray(
-    std::span<const CGWindowID> windows) {
+    std::span<const CGWindowID> windows) try {
   std::vector<Dictionary> descriptions;
   const auto list = table_ ? table_->current() : nullptr;
   if (!list) return descriptions;
@@ -130,11 +82,13 @@ std::vector<Dictionary> X11WindowServer::CGWindowListCreateDescriptionFromArray(
     if (const auto* window = findWindow(*list, number)) descriptions.push_back(windowDescription(*window));
   }
   return descriptions;
+} catch (const std::exception&) {
+  return {};
 }
 
 std::shared_ptr<CGImage> X11WindowServer::CGWindowListCreateImage(const CGRect& rect, std::uint32_t options,
                                                                   CGWindowID window,
-                                                                  std::uint32_t imageOptions) {
+                                                                  std::uint32_t imageOptions) try {
   const auto list = table_ ? table_->current() : nullptr;
   if (!list) return nullptr;
   auto selection = backToFront(
@@ -147,15 +101,14 @@ std::shared_ptr<CGImage> X11WindowServer::CGWindowListCreateImage(const CGRect& 
   }
   const PixelRect size = area.value_or(WindowPixels::boundsOf(windows));
   if (!WindowPixels::isPossible(size) || !pixels_->probe(list, windows)) return nullptr;
-  const auto layout = layoutOf(size, pixels_->formatOf(windows.front()));
-  if (!layout) return nullptr;
-  return std::make_shared<CGImage>(
-      *layout, std::make_shared<PixelsOnDemand>(pixels_, std::move(selection), area, opacityOf(imageOptions),
-                                                *layout));
+  return makeImageOnDemand(pixels_, size, pixels_->formatOf(windows.front()),
+                           {std::move(selection), area, opacityOf(imageOptions)});
+} catch (const std::exception&) {
+  return nullptr;
 }
 
 std::shared_ptr<CGImage> X11WindowServer::CGWindowListCreateImageFromArray(
-    const CGRect& rect, std::span<const CGWindowID> windows, std::uint32_t imageOptions) {
+    const CGRect& rect, std::span<const CGWindowID> windows, std::uint32_t imageOptions) try {
   if (!pixels_) return nullptr;
   std::optional<PixelRect> area;
   if (!CGRectIsNull(rect)) {
@@ -165,10 +118,12 @@ std::shared_ptr<CGImage> X11WindowServer::CGWindowListCreateImageFromArray(
   return pixels_->fetch(
       backToFront([windows](const WindowList& list) { return selectWindows(list, windows); }), area,
       opacityOf(imageOptions));
+} catch (const std::exception&) {
+  return nullptr;
 }
 
 std::optional<NSRunningApplication> X11WindowServer::runningApplicationWithProcessIdentifier(
-    std::int32_t processIdentifier) {
+    std::int32_t processIdentifier) try {
   if (const auto list = table_ ? table_->current() : nullptr) {
     for (const auto* windows : {&list->onScreen, &list->offScreen}) {
       for (const WindowRecord& window : *windows) {
@@ -180,6 +135,8 @@ std::optional<NSRunningApplication> X11WindowServer::runningApplicationWithProce
   const Application application = findApplication(processIdentifier, std::nullopt);
   if (application.name.empty()) return std::nullopt;
   return NSRunningApplication{application.bundleIdentifier};
+} catch (const std::exception&) {
+  return std::nullopt;
 }
 
 }  // namespace QelUtilVideo

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/CallSafely.h"
 #include "platform/WindowServer.h"
 #include "platform/linux/core/EventLoop.h"
 #include "platform/linux/x11/X11Connection.h"
