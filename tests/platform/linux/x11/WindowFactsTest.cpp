@@ -6,6 +6,7 @@
 #include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -159,6 +160,17 @@ TEST(Applications, haveTheirNamesFromDesktopEntriesElseFromTheirFiles) {
   EXPECT_EQ(find(4).name, "Draw & Paint");
   EXPECT_EQ(find(5, "org.libreoffice").bundleIdentifier, "com.apple.iWork.Keynote");
   for (const int nobody : {0, -7, 12345}) EXPECT_EQ(find(nobody).name, "");
+
+  // Programs choose what lies under these names.
+  const auto facts = [&](int number) { return addProcess(number, "draw") / "root/.flatpak-info"; };
+  ASSERT_EQ(::mkfifo(facts(7).c_str(), 0600), 0);
+  std::filesystem::create_symlink("/dev/zero", facts(8));
+  std::filesystem::create_directory(facts(9));
+  std::ofstream(facts(10)) << std::string(1'000'000, 'x') << "\n[Application]\nname=org.example.Draw\n";
+  for (const int liar : {7, 8, 9, 10}) {
+    EXPECT_EQ(find(liar).bundleIdentifier, std::nullopt) << liar;
+    EXPECT_EQ(find(liar).name, "draw") << liar;
+  }
 }
 
 TEST(PresentationPrograms, showTheirSlidesInWindowsThatCanBeTold) {

@@ -1,11 +1,16 @@
 #include "platform/linux/x11/windowserver/Applications.h"
 
+#include "platform/linux/core/UniqueFD.h"
 #include "platform/linux/core/Utf8.h"
 #include "platform/linux/x11/windowserver/PresentationPrograms.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <charconv>
 #include <cstdlib>
-#include <fstream>
+#include <sstream>
 #include <vector>
 
 namespace QelUtilVideo {
@@ -14,20 +19,36 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// The beginning of a file; empty for what is none, cannot be read or would be waited for. Processes choose
+/// what some of these names lead to.
+std::string beginningOf(const fs::path& path, int flags = 0) {
+  constexpr std::size_t kMost = std::size_t{64} * 1024;
+  const UniqueFD file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY | flags));
+  struct stat facts {};
+  if (!file || ::fstat(file.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) return "";
+  std::string text(kMost, '\0');
+  std::size_t size = 0;
+  while (size < kMost) {
+    const ssize_t count = ::read(file.get(), text.data() + size, kMost - size);
+    if (count <= 0) break;
+    size += static_cast<std::size_t>(count);
+  }
+  text.resize(size);
+  return text;
+}
+
 /// The value of the first line that begins with `key`; in the section that `section` begins, if it names one.
-std::optional<std::string> valueIn(const fs::path& file, std::string_view section, std::string_view key) {
-  constexpr int kMostLines = 1000;
-  std::ifstream lines(file);
+std::optional<std::string> valueIn(const std::string& text, std::string_view section, std::string_view key) {
+  std::istringstream lines(text);
   bool isInSection = section.empty();
-  std::string line;
-  for (int count = 0; count < kMostLines && std::getline(lines, line); ++count) {
+  for (std::string line; std::getline(lines, line);) {
     if (!section.empty() && line.starts_with('[')) isInSection = line == section;
     if (isInSection && line.starts_with(key)) return line.substr(key.size());
   }
   return std::nullopt;
 }
 
-std::string firstLine(const fs::path& file) { return valueIn(file, "", "").value_or(""); }
+std::string firstLine(const fs::path& file) { return valueIn(beginningOf(file), "", "").value_or(""); }
 
 /// Undoes "\x2d" and the like.
 std::string unescaped(std::string_view text) {
@@ -68,10 +89,10 @@ std::string executableName(const fs::path& process) {
 }
 
 std::optional<std::string> applicationID(const fs::path& process) {
-  if (auto flatpak = valueIn(process / "root/.flatpak-info", "[Application]", "name=")) return flatpak;
-  std::ifstream groups(process / "cgroup");
-  std::string line;
-  while (std::getline(groups, line)) {
+  const std::string flatpak = beginningOf(process / "root/.flatpak-info", O_NOFOLLOW);
+  if (auto id = valueIn(flatpak, "[Application]", "name=")) return id;
+  std::istringstream groups(beginningOf(process / "cgroup"));
+  for (std::string line; std::getline(groups, line);) {
     if (auto id = applicationOfControlGroup(line)) return id;
   }
   return std::nullopt;
@@ -80,8 +101,8 @@ std::optional<std::string> applicationID(const fs::path& process) {
 std::optional<std::string> desktopEntryName(const std::string& id, const ApplicationSources& sources) {
   if (id.find('/') != std::string::npos) return std::nullopt;
   for (const fs::path& folder : sources.data) {
-    if (auto name = valueIn(folder / "applications" / (id + ".desktop"), "[Desktop Entry]", "Name="))
-      return name;
+    const std::string entry = beginningOf(folder / "applications" / (id + ".desktop"));
+    if (auto name = valueIn(entry, "[Desktop Entry]", "Name=")) return name;
   }
   return std::nullopt;
 }
