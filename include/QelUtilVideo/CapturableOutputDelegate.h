@@ -36,8 +36,8 @@ class QEL_EXPORT CapturableOutputDelegate {
   virtual void capturableDidBeginInterruption(const std::shared_ptr<Capturable>& capturable,
                                               const Dictionary* userInfo) = 0;
   virtual void capturableDidEndInterruption(const std::shared_ptr<Capturable>& capturable) = 0;
-  /// A frame, 32BGRA. A display's is opaque: its fourth byte means nothing. A window's is premultiplied by
-  /// alpha, and transparent where no window is. `timestamp` is in seconds of the media clock. The buffer is
+  /// A frame, 32BGRA. A display's is opaque: its fourth byte means nothing. A window's has
+  /// alpha, premultiplied: 0 where no window is. `timestamp` is in seconds of the media clock. The buffer is
   /// borrowed for the call: keep a copy of the reference to keep the picture. Frames that come while the
   /// method is busy wait, however many, and take memory: hand long work to another thread.
   virtual void capturableDidOutput(const std::shared_ptr<Capturable>& capturable,

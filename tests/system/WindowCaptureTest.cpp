@@ -180,7 +180,7 @@ TEST_F(ManagedWindowCapture, showsTheWindowWithItsMenuAndTheOverlayAndNoStranger
     return serveUntil([&] {
       const CVPixelBufferRef frame = watcher->last.copy();
       return frame && CVPixelBufferGetWidth(*frame) == 200 && CVPixelBufferGetHeight(*frame) == 150 &&
-             qeltest::shows(CVPixelBufferGetBaseAddress(*frame), CVPixelBufferGetBytesPerRow(*frame), false,
+             qeltest::shows(CVPixelBufferGetBaseAddress(*frame), CVPixelBufferGetBytesPerRow(*frame), true,
                             window.place, windows, true);
     });
   };

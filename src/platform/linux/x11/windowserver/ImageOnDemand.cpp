@@ -34,14 +34,7 @@ class PixelsOnDemand : public CGDataProvider {
       const auto pixels = pixels_.lock();
       const auto image = pixels ? pixels->fetch(wanted_.selection, wanted_.area, wanted_.opacity) : nullptr;
       if (!image || image->width() != layout_.width || image->height() != layout_.height) return;
-      const auto bytes = image->dataProvider()->bytes();
-      // It was promised before anybody knew that no window is transparent.
-      const bool isWithoutAlpha = image->alphaInfo() == CGImageAlphaInfo::noneSkipFirst;
-      if (isWithoutAlpha &&
-          !fillAlpha(bytes->data(), static_cast<int>(layout_.width), static_cast<int>(layout_.height))) {
-        return;
-      }
-      bytes_ = bytes;
+      bytes_ = image->dataProvider()->bytes();
     });
     return bytes_;
   }

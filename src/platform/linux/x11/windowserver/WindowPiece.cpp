@@ -49,6 +49,16 @@ bool makeUsual(WindowPiece& piece) {
   return true;
 }
 
+/// Sets the fourth byte of each pixel of a picture without gaps. False when there is no memory.
+bool fillAlpha(std::byte* pixels, int width, int height) {
+  const auto colors = wrap(PIXMAN_x8r8g8b8, width, height, pixels);
+  const auto target = wrap(PIXMAN_a8r8g8b8, width, height, pixels);
+  if (!colors || !target) return false;
+  pixman_image_composite32(PIXMAN_OP_SRC, colors.get(), nullptr, target.get(), 0, 0, 0, 0, 0, 0, width,
+                           height);
+  return true;
+}
+
 class Region {
  public:
   /// Of all the rectangles together, counted from a corner.
@@ -105,15 +115,6 @@ PixelRect intersection(const PixelRect& a, const PixelRect& b) {
   return {x, y, std::max(width, 0), std::max(height, 0)};
 }
 
-bool fillAlpha(std::byte* pixels, int width, int height) {
-  const auto colors = wrap(PIXMAN_x8r8g8b8, width, height, pixels);
-  const auto target = wrap(PIXMAN_a8r8g8b8, width, height, pixels);
-  if (!colors || !target) return false;
-  pixman_image_composite32(PIXMAN_OP_SRC, colors.get(), nullptr, target.get(), 0, 0, 0, 0, 0, 0, width,
-                           height);
-  return true;
-}
-
 std::shared_ptr<CGImage> composePieces(const PixelRect& area, std::vector<WindowPiece> pieces,
                                        Opacity opacity, ShmPool& pool) {
   CGImageLayout layout;
@@ -136,14 +137,8 @@ std::shared_ptr<CGImage> composePieces(const PixelRect& area, std::vector<Window
   if (!bytes) return nullptr;
   const auto canvas = wrap(PIXMAN_a8r8g8b8, area.width, area.height, bytes->data());
   if (!canvas) return nullptr;
-  if (isOpaque && opacity == Opacity::whole && !fillAlpha(bytes->data(), area.width, area.height)) {
-    return nullptr;
-  }
+  if (isOpaque && !fillAlpha(bytes->data(), area.width, area.height)) return nullptr;
   for (; next != pieces.end(); ++next) draw(*next, area, canvas.get(), opacity);
-  if (isOpaque && opacity == Opacity::asItIs) {
-    layout.bitmapInfo =
-        static_cast<std::uint32_t>(CGImageAlphaInfo::noneSkipFirst) | kCGBitmapByteOrder32Little;
-  }
   return std::make_shared<CGImage>(layout, std::move(bytes));
 }
 

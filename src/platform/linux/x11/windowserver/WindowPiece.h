@@ -31,12 +31,8 @@ enum class Opacity {
   whole,   ///< the same, but windows are as opaque as can be
 };
 
-/// Sets the fourth byte of each pixel of a picture without gaps. False when there is no memory.
-[[nodiscard]] bool fillAlpha(std::byte* pixels, int width, int height);
-
-/// The picture of `area` that the pieces make, the first one at the back. Where the windows at the back cover
-/// all of it and have no alpha, their fourth byte means nothing, and the image says so, unless they are
-/// wanted opaque. Changes the pieces' pixels. Null when there is no memory.
+/// The picture of `area` that the pieces make, the first one at the back, premultiplied by alpha. Changes the
+/// pieces' pixels. Null when there is no memory.
 [[nodiscard]] std::shared_ptr<CGImage> composePieces(const PixelRect& area, std::vector<WindowPiece> pieces,
                                                      Opacity opacity, ShmPool& pool);
 
