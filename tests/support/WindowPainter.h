@@ -82,6 +82,7 @@ class WindowPainter {
                           static_cast<std::uint16_t>(place.width), static_cast<std::uint16_t>(place.height),
                           border, XCB_WINDOW_CLASS_INPUT_OUTPUT, visual,
                           XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP, &values);
+    xcb_free_colormap(use, values.colormap);
     const std::string name = instance + '\0' + "Painter" + '\0';
     xcb_change_property(use, XCB_PROP_MODE_REPLACE, made.window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
                         static_cast<std::uint32_t>(name.size()), name.data());

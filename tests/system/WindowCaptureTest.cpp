@@ -286,7 +286,11 @@ TEST_F(WindowCapture, survivesAStorm) {
   std::map<std::shared_ptr<CapturableWindow>, std::shared_ptr<Watcher>> running;
   std::vector<std::shared_ptr<Watcher>> watchers;
   for (const auto end = Clock::now() + length; Clock::now() < end; serve()) {
-    std::erase_if(running, [](const auto& target) { return target.second->ends > 0; });
+    std::erase_if(running, [](const auto& target) {
+      if (target.second->ends == 0) return false;
+      target.second->last.with([](CVPixelBufferRef& kept) { kept = nullptr; });
+      return true;
+    });
     if (running.size() == kTargets) continue;
     for (const auto& window : CapturableWindowManager::windows()) {
       if (running.size() == kTargets || running.contains(window)) continue;
