@@ -21,6 +21,7 @@ class WrappedPlatform : public Platform {
   Dispatch& dispatch() override { return real_->dispatch(); }
   Displays& displays() override { return real_->displays(); }
   WindowServer& windowServer() override { return real_->windowServer(); }
+  CaptureDevices& captureDevices() override { return real_->captureDevices(); }
   Cursor& cursor() override { return real_->cursor(); }
   Views& views() override { return real_->views(); }
   Images& images() override { return real_->images(); }

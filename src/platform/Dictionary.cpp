@@ -40,6 +40,7 @@ struct Describer {
   std::string operator()(const Array& array) const {
     return bracketed(array, [](const Value& value) { return value.description(); });
   }
+  std::string operator()(const NSError& error) const { return error.description(); }
   std::string operator()(const Dictionary& dictionary) const {
     return bracketed(dictionary.entries(), [](const Dictionary::Entry& entry) {
       return entry.first + ": " + entry.second.description();

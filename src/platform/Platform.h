@@ -5,6 +5,7 @@
 namespace QelUtilVideo {
 
 class Bundle;
+class CaptureDevices;
 class Clock;
 class Cursor;
 class Diagnostics;
@@ -34,6 +35,7 @@ class Platform {
   virtual SystemLog& systemLog() = 0;
   virtual Displays& displays() = 0;
   virtual WindowServer& windowServer() = 0;
+  virtual CaptureDevices& captureDevices() = 0;
   virtual Cursor& cursor() = 0;
   virtual Views& views() = 0;
   virtual Images& images() = 0;

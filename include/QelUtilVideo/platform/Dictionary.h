@@ -2,6 +2,7 @@
 
 #include <QelUtilVideo/platform/CGGeometry.h>
 #include <QelUtilVideo/platform/Export.h>
+#include <QelUtilVideo/platform/NSError.h>
 #include <QelUtilVideo/platform/NSObject.h>
 
 #include <cstddef>
@@ -50,11 +51,11 @@ class QEL_EXPORT Dictionary {
 /// A list of values.
 using Array = std::vector<Value>;
 
-/// One value of a dictionary: nothing, a number, a text, a rectangle, a container or an object.
+/// One value of a dictionary: nothing, a number, a text, a rectangle, an error, a container or an object.
 class QEL_EXPORT Value {
  public:
   using Storage = std::variant<std::monostate, bool, std::int32_t, std::uint32_t, std::int64_t, double,
-                               std::string, CGRect, Array, Dictionary, std::shared_ptr<NSObject>>;
+                               std::string, CGRect, NSError, Array, Dictionary, std::shared_ptr<NSObject>>;
 
   Value() = default;
   template <class T>
@@ -67,7 +68,7 @@ class QEL_EXPORT Value {
     return std::get_if<T>(&storage_);
   }
   /// The value as text: numbers in decimal, booleans as "true" or "false", texts unchanged,
-  /// containers with their elements in brackets, objects by their own description.
+  /// errors by their texts, containers with their elements in brackets, objects by their own description.
   [[nodiscard]] std::string description() const;
 
  private:

@@ -1,3 +1,4 @@
+#include "platform/CaptureDevices.h"
 #include "platform/Metal.h"
 #include "platform/NotificationCenterImpl.h"
 #include "platform/Platform.h"

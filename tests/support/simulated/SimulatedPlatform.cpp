@@ -8,7 +8,8 @@ SimulatedPlatform::SimulatedPlatform()
     : trouble_([this](const std::string& text) { platformTrouble(*this, text); }),
       dispatch_(clock_, trouble_),
       center_(trouble_),
-      displays_(center_) {}
+      displays_(center_),
+      captureDevices_(center_) {}
 
 SimulatedPlatform::~SimulatedPlatform() = default;
 

@@ -4,6 +4,7 @@
 #include "platform/Platform.h"
 #include "platform/Root.h"
 #include "platform/linux/media/PixmanImages.h"
+#include "support/simulated/SimulatedCaptureDevices.h"
 #include "support/simulated/SimulatedDispatch.h"
 #include "support/simulated/SimulatedDisplays.h"
 #include "support/simulated/SimulatedOpenGL.h"
@@ -33,6 +34,7 @@ class SimulatedPlatform final : public Platform {
   SimulatedSystemLog& systemLog() override { return systemLog_; }
   SimulatedDisplays& displays() override { return displays_; }
   SimulatedWindowServer& windowServer() override { return windowServer_; }
+  SimulatedCaptureDevices& captureDevices() override { return captureDevices_; }
   SimulatedCursor& cursor() override { return cursor_; }
   SimulatedViews& views() override { return views_; }
   Images& images() override { return images_; }
@@ -57,6 +59,7 @@ class SimulatedPlatform final : public Platform {
   SimulatedBundle bundle_;
   SimulatedDisplays displays_;
   SimulatedWindowServer windowServer_;
+  SimulatedCaptureDevices captureDevices_;
   SimulatedCursor cursor_;
   SimulatedViews views_;
   PixmanImages images_;
