@@ -18,7 +18,8 @@ std::uint32_t maskOf(const Masks& masks, xcb_window_t window) {
 
 /// Changes what is wanted of the window, and asks the server for it where that makes a difference.
 template <class Change>
-void update(const X11Connection::Use& use, X11Connection& connection, xcb_window_t window, Change&& change) {
+void update(X11Connection& connection, xcb_window_t window, Change&& change) {
+  const X11Connection::Use use(connection);
   Masks& masks = connection.eventMasks(use);
   const std::uint32_t before = maskOf(masks, window);
   std::forward<Change>(change)(masks);
@@ -36,10 +37,10 @@ EventSelection::EventSelection(std::shared_ptr<X11Connection> connection, xcb_wi
   xcb_flush(use);
 }
 
-EventSelection::EventSelection(const X11Connection::Use& use, std::shared_ptr<X11Connection> connection,
+EventSelection::EventSelection(const X11Connection::Use& /*use*/, std::shared_ptr<X11Connection> connection,
                                xcb_window_t window, std::uint32_t mask)
     : connection_(std::move(connection)), window_(window), mask_(mask) {
-  update(use, *connection_, window_, [this](Masks& masks) { masks.emplace(window_, mask_); });
+  update(*connection_, window_, [this](Masks& masks) { masks.emplace(window_, mask_); });
 }
 
 EventSelection& EventSelection::operator=(EventSelection&& other) noexcept {
@@ -51,8 +52,7 @@ EventSelection& EventSelection::operator=(EventSelection&& other) noexcept {
 
 EventSelection::~EventSelection() {
   if (!connection_) return;
-  const X11Connection::Use use(*connection_);
-  update(use, *connection_, window_, [this](Masks& masks) {
+  update(*connection_, window_, [this](Masks& masks) {
     const auto [begin, end] = masks.equal_range(window_);
     const auto own = std::find_if(begin, end, [this](const auto& wanted) { return wanted.second == mask_; });
     masks.erase(own);
