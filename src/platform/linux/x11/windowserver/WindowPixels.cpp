@@ -113,7 +113,7 @@ void WindowPixels::release() {
   const MutexLock lock(mutex_);
   const Use use(*connection_);
   pixmaps_.forgetAll(use);
-  list_ = nullptr;
+  formerList_ = std::exchange(list_, nullptr);
   xcb_flush(use);
 }
 
@@ -180,6 +180,7 @@ WindowPixels::Answer WindowPixels::ask(const WindowList& list, const std::vector
     }
     for (Question& question : questions) take(use, question, answer);
   } catch (...) {
+    for (const Question& question : questions) discard(use, question);
     // Nobody else gets the memory that the server still writes to.
     (void)use.reply(xcb_get_input_focus(use), xcb_get_input_focus_reply);
     throw;
@@ -189,8 +190,8 @@ WindowPixels::Answer WindowPixels::ask(const WindowList& list, const std::vector
 }
 
 void WindowPixels::follow(const Use& use, const std::shared_ptr<const WindowList>& list) {
-  if (list == list_) return;
-  list_ = list;
+  if (list == list_ || list == formerList_) return;
+  formerList_ = std::exchange(list_, list);
   isRefreshDue_ = true;
   pixmaps_.forgetOthers(use, *list);
 }
@@ -217,7 +218,7 @@ std::optional<WindowPixels::Question> WindowPixels::questionAbout(const Use& use
     question.drawable = question.named.id();
   } else {
     const WindowPixmaps::Kept* kept = window.isOnScreen ? pixmaps_.last(window) : pixmaps_.find(window);
-    if (!kept) return std::nullopt;
+    if (!kept || kept->window != window.window) return std::nullopt;
     question.drawable = kept->pixmap.id();
     place = intersection(place, {window.topBounds.x, window.topBounds.y, kept->width, kept->height});
   }
@@ -243,6 +244,14 @@ void WindowPixels::send(const Use& use, Question& question) {
   }
 }
 
+void WindowPixels::discard(const Use& use, const Question& question) {
+  const unsigned shape = question.shape ? question.shape->sequence : 0;
+  for (const unsigned sequence :
+       {question.geometry.sequence, question.sharedImage.sequence, question.image.sequence, shape}) {
+    if (sequence != 0) xcb_discard_reply(use, sequence);
+  }
+}
+
 void WindowPixels::take(const Use& use, Question& question, Answer& answer) {
   const bool isSame = isStillThatSize(use, question);
   const bool isThere = takeShape(use, question);
@@ -259,7 +268,10 @@ void WindowPixels::take(const Use& use, Question& question, Answer& answer) {
 bool WindowPixels::isStillThatSize(const Use& use, Question& question) {
   if (!question.named) return true;
   const auto geometry = use.reply(question.geometry, xcb_get_geometry_reply);
-  if (!geometry) return false;
+  if (!geometry) {
+    pixmaps_.doubt(use, question.window);
+    return false;
+  }
   const PixelRect& bounds = question.window.topBounds;
   pixmaps_.keep(question.window, std::move(question.named), *geometry);
   return geometry->width == bounds.width && geometry->height == bounds.height;

@@ -40,6 +40,12 @@ NamedPixmap WindowPixmaps::name(const X11Connection::Use& use, const WindowRecor
   return {use, connection_, window.top};
 }
 
+void WindowPixmaps::doubt(const X11Connection::Use& use, const WindowRecord& window) {
+  // If it was made after all, a second one would be counted.
+  if (redirected_.erase(window.top) == 0) return;
+  xcb_composite_unredirect_window(use, window.top, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+}
+
 void WindowPixmaps::keep(const WindowRecord& window, NamedPixmap pixmap,
                          const xcb_get_geometry_reply_t& size) {
   kept_[window.top] = {std::move(pixmap), size.width, size.height, window.topLife, window.window};
@@ -64,7 +70,7 @@ std::set<xcb_window_t> WindowPixmaps::keepAll(const X11Connection::Use& use,
   for (Question& question : questions) {
     const auto size = use.reply(question.geometry, xcb_get_geometry_reply);
     if (!size) {
-      redirected_.erase(question.window.top);  // it may have been refused
+      doubt(use, question.window);
       continue;
     }
     keep(question.window, std::move(question.pixmap), *size);

@@ -57,6 +57,8 @@ class WindowPixmaps {
 
   /// Names the picture that the window's top has now; none for one that is too large.
   [[nodiscard]] NamedPixmap name(const X11Connection::Use& use, const WindowRecord& window);
+  /// The server had no such picture: it may have refused the redirection too, which shall be made anew.
+  void doubt(const X11Connection::Use& use, const WindowRecord& window);
   /// Keeps it as the window's last picture.
   void keep(const WindowRecord& window, NamedPixmap pixmap, const xcb_get_geometry_reply_t& size);
   /// Names and keeps the pictures of all these windows, with one wait; gives the tops that have one.
