@@ -18,7 +18,7 @@ namespace {
 /// Windows may change between a list and their pixels. Those that never rest are shown as they were a moment
 /// ago.
 constexpr int kMostAttempts = 4;
-/// A window in more parts than this is shown with all that lies between them.
+/// A window in more parts than this is shown as if it had no shape.
 constexpr int kMostParts = 10'000;
 
 bool hasExtension(X11Connection& connection, xcb_extension_t& extension) {
@@ -101,7 +101,8 @@ std::shared_ptr<CGImage> WindowPixels::fetch(const Selection& selection, std::op
       }
       answer = ask(*list, windows, area, attempt < kMostAttempts ? Source::now : Source::kept);
     }
-    if (answer.isStale || (known && !table_->isStill(known))) continue;
+    // Where nothing was asked, nothing was heard either.
+    if (answer.isStale || (known && (answer.pieces.empty() || !table_->isStill(known)))) continue;
     return answer.hasPixels ? composePieces(area, std::move(answer.pieces), opacity, pool_) : nullptr;
   }
   return nullptr;
@@ -123,13 +124,7 @@ std::optional<X11PixelFormat> WindowPixels::formatOf(const WindowRecord& window)
                      : X11PixelFormat::of(*connection_, screen.root_depth, screen.root_visual);
 }
 
-bool WindowPixels::isPossible(const PixelRect& area) {
-  constexpr int kMost = std::numeric_limits<std::int16_t>::max();
-  // A gigabyte. That there is no memory for more shows only when it is used.
-  constexpr std::int64_t kMostPixels = std::int64_t{1} << 28;
-  return area.width > 0 && area.height > 0 && area.width <= kMost && area.height <= kMost &&
-         std::int64_t{area.width} * area.height <= kMostPixels;
-}
+bool WindowPixels::isPossible(const PixelRect& area) { return WindowPixmaps::isPossible(area); }
 
 PixelRect WindowPixels::boundsOf(const std::vector<WindowRecord>& windows) {
   if (windows.empty()) return {};
@@ -205,7 +200,9 @@ std::optional<WindowPixels::Question> WindowPixels::questionAbout(const Use& use
   PixelRect& place = question.piece.place;
   place = intersection(intersection(window.bounds, window.topBounds), area);
   if (!hasPixmaps_) {
-    place = intersection(place, list.desktop.bounds);
+    const PixelRect visible = intersection(window.bounds, list.desktop.bounds);
+    if (!isPossible(visible)) return std::nullopt;
+    place = intersection(place, visible);
     question.drawable = connection_->root();
     question.x = place.x;
     question.y = place.y;
@@ -213,7 +210,7 @@ std::optional<WindowPixels::Question> WindowPixels::questionAbout(const Use& use
   }
   const bool isNow = source == Source::now && window.isOnScreen;
   if (isNow) {
-    if (!WindowPixmaps::isPossible(window)) return std::nullopt;
+    if (!isPossible(window.topBounds)) return std::nullopt;
     if (isPossible(place)) question.named = pixmaps_.name(use, window);
     question.drawable = question.named.id();
   } else {

@@ -51,9 +51,8 @@ class WindowPixmaps {
 
   /// Whether the server can do that at all.
   [[nodiscard]] static bool areAvailable(X11Connection& connection);
-  /// Whether a server can keep a picture of a window in such a top: they have no pixmaps that large, and
-  /// asked for one of that size, some break down.
-  [[nodiscard]] static bool isPossible(const WindowRecord& window);
+  /// Whether there can be pixmaps of that size: asked for larger ones, some servers break down.
+  [[nodiscard]] static bool isPossible(const PixelRect& size);
 
   /// Names the picture that the window's top has now; none for one that is too large.
   [[nodiscard]] NamedPixmap name(const X11Connection::Use& use, const WindowRecord& window);
