@@ -63,6 +63,15 @@ class PicturesOfWindows : public testing::Test {
   [[nodiscard]] testing::AssertionResult composes(const PixelRect& area, const Windows& windows) {
     return shows(compose(rectOf(area), windows), area, windows);
   }
+  /// One that manages windows keeps those on its list that are not shown.
+  void manage(const Windows& windows) {
+    std::vector<xcb_window_t> clients;
+    for (const PaintedWindow& window : windows) clients.push_back(window.window);
+    const X11Connection::Use use(*painter_->connection());
+    const auto list = use.reply(xcb_intern_atom(use, 0, 16, "_NET_CLIENT_LIST"), xcb_intern_atom_reply);
+    xcb_change_property(use, XCB_PROP_MODE_REPLACE, connection_->root(), list->atom, XCB_ATOM_WINDOW, 32,
+                        static_cast<std::uint32_t>(clients.size()), clients.data());
+  }
   /// What the server holds for our connection: pixmaps and what else has a number.
   std::pair<std::uint32_t, std::uint32_t> countResources() {
     const X11Connection::Use use(*painter_->connection());
@@ -141,14 +150,7 @@ TEST_F(PicturesOfWindows, followTheirWindows) {
   EXPECT_EQ(promised->dataProvider()->bytes(), nullptr) << "no longer of the size that was promised";
   EXPECT_TRUE(composes(window.place, {window}));
 
-  // One that manages windows keeps those on its list that are not shown.
-  const std::array<xcb_window_t, 1> clients{window.window};
-  {
-    const X11Connection::Use use(*painter_->connection());
-    const auto list = use.reply(xcb_intern_atom(use, 0, 16, "_NET_CLIENT_LIST"), xcb_intern_atom_reply);
-    xcb_change_property(use, XCB_PROP_MODE_REPLACE, connection_->root(), list->atom, XCB_ATOM_WINDOW, 32, 1,
-                        clients.data());
-  }
+  manage({window});
   painter_->unmap(window);
   EXPECT_TRUE(composes(window.place, {window})) << "its last picture";
   EXPECT_TRUE(shows(probe(window), window.place, {window}, true));
@@ -291,11 +293,8 @@ TEST_F(PicturesOfWindows, areNotTakenOfWhatTheServerCannotKeepOrWhatHidesBehindA
     xcb_reparent_window(use, front.window, frame.window, 10, 10);
     xcb_reparent_window(use, back.window, frame.window, 10, 10);
     xcb_reparent_window(use, inVast.window, vast.window, 10, 10);
-    const std::array clients{front.window, back.window, inVast.window};
-    const auto list = use.reply(xcb_intern_atom(use, 0, 16, "_NET_CLIENT_LIST"), xcb_intern_atom_reply);
-    xcb_change_property(use, XCB_PROP_MODE_REPLACE, painter_->connection()->root(), list->atom,
-                        XCB_ATOM_WINDOW, 32, clients.size(), clients.data());
   }
+  manage({front, back, inVast});
   painter_->unmap(front);
   EXPECT_FALSE(probe(front));
   ASSERT_TRUE(probe(back));
@@ -308,6 +307,37 @@ TEST_F(PicturesOfWindows, areNotTakenOfWhatTheServerCannotKeepOrWhatHidesBehindA
   EXPECT_FALSE(probe(inVast));
   EXPECT_FALSE(compose(CGRectMake(0, 0, 100, 80), {inVast}));
   EXPECT_TRUE(windows_->CGWindowListCopyWindowInfo(kCGWindowListOptionOnScreenOnly, 0)) << "it lives";
+}
+
+TEST_F(PicturesOfWindows, areNotThoseOfAnEarlierWindowOfTheSameNumber) {
+  start();
+  auto window = painter_->show({20, 30, 100, 80}, 1);
+  manage({window});
+  ASSERT_TRUE(probe(window));
+  painter_->destroy(window);
+  {
+    const X11Connection::Use use(*painter_->connection());
+    xcb_create_window(use, XCB_COPY_FROM_PARENT, window.window, connection_->root(), 20, 30, 100, 80, 0,
+                      XCB_WINDOW_CLASS_COPY_FROM_PARENT, XCB_COPY_FROM_PARENT, 0, nullptr);
+  }
+  manage({window});
+  painter_->sync();
+  EXPECT_FALSE(probe(window));
+  EXPECT_FALSE(compose(CGRectNull, {window}));
+  window.seed = 2;
+  painter_->paint(window);
+  painter_->map(window);
+  EXPECT_TRUE(shows(probe(window), window.place, {window}, true)) << "whole, as the new one is kept too";
+}
+
+TEST_F(PicturesOfWindows, leaveOutWhatNobodyConverts) {
+  start({.depth = 8, .arguments = {"-cc", "4"}});
+  const auto coarse = painter_->show({0, 0, 100, 80}, 1), fine = painter_->show({20, 30, 60, 40}, 2, 32);
+  EXPECT_FALSE(probe(coarse));
+  EXPECT_FALSE(compose(CGRectNull, {coarse}));
+  EXPECT_TRUE(probe(fine));
+  painter_->paint(fine);
+  EXPECT_TRUE(shows(compose(rectOf(coarse.place), {coarse, fine}), coarse.place, {fine}));
 }
 
 TEST_F(PicturesOfWindows, surviveTheLossOfTheServer) {

@@ -18,7 +18,7 @@ namespace {
 /// Windows may change between a list and their pixels. Those that never rest are shown as they were a moment
 /// ago.
 constexpr int kMostAttempts = 4;
-/// A window in more parts than this is shown with all that lies between them.
+/// A window in more parts than this is shown as if it had no shape.
 constexpr int kMostParts = 10'000;
 
 bool hasExtension(X11Connection& connection, xcb_extension_t& extension) {
@@ -101,7 +101,8 @@ std::shared_ptr<CGImage> WindowPixels::fetch(const Selection& selection, std::op
       }
       answer = ask(*list, windows, area, attempt < kMostAttempts ? Source::now : Source::kept);
     }
-    if (answer.isStale || (known && !table_->isStill(known))) continue;
+    // Where nothing was asked, nothing was heard either.
+    if (answer.isStale || (known && (answer.pieces.empty() || !table_->isStill(known)))) continue;
     return answer.hasPixels ? composePieces(area, std::move(answer.pieces), opacity, pool_) : nullptr;
   }
   return nullptr;
@@ -113,7 +114,7 @@ void WindowPixels::release() {
   const MutexLock lock(mutex_);
   const Use use(*connection_);
   pixmaps_.forgetAll(use);
-  list_ = nullptr;
+  formerList_ = std::exchange(list_, nullptr);
   xcb_flush(use);
 }
 
@@ -123,13 +124,7 @@ std::optional<X11PixelFormat> WindowPixels::formatOf(const WindowRecord& window)
                      : X11PixelFormat::of(*connection_, screen.root_depth, screen.root_visual);
 }
 
-bool WindowPixels::isPossible(const PixelRect& area) {
-  constexpr int kMost = std::numeric_limits<std::int16_t>::max();
-  // A gigabyte. That there is no memory for more shows only when it is used.
-  constexpr std::int64_t kMostPixels = std::int64_t{1} << 28;
-  return area.width > 0 && area.height > 0 && area.width <= kMost && area.height <= kMost &&
-         std::int64_t{area.width} * area.height <= kMostPixels;
-}
+bool WindowPixels::isPossible(const PixelRect& area) { return WindowPixmaps::isPossible(area); }
 
 PixelRect WindowPixels::boundsOf(const std::vector<WindowRecord>& windows) {
   if (windows.empty()) return {};
@@ -180,6 +175,7 @@ WindowPixels::Answer WindowPixels::ask(const WindowList& list, const std::vector
     }
     for (Question& question : questions) take(use, question, answer);
   } catch (...) {
+    for (const Question& question : questions) discard(use, question);
     // Nobody else gets the memory that the server still writes to.
     (void)use.reply(xcb_get_input_focus(use), xcb_get_input_focus_reply);
     throw;
@@ -189,8 +185,8 @@ WindowPixels::Answer WindowPixels::ask(const WindowList& list, const std::vector
 }
 
 void WindowPixels::follow(const Use& use, const std::shared_ptr<const WindowList>& list) {
-  if (list == list_) return;
-  list_ = list;
+  if (list == list_ || list == formerList_) return;
+  formerList_ = std::exchange(list_, list);
   isRefreshDue_ = true;
   pixmaps_.forgetOthers(use, *list);
 }
@@ -204,7 +200,9 @@ std::optional<WindowPixels::Question> WindowPixels::questionAbout(const Use& use
   PixelRect& place = question.piece.place;
   place = intersection(intersection(window.bounds, window.topBounds), area);
   if (!hasPixmaps_) {
-    place = intersection(place, list.desktop.bounds);
+    const PixelRect visible = intersection(window.bounds, list.desktop.bounds);
+    if (!isPossible(visible)) return std::nullopt;
+    place = intersection(place, visible);
     question.drawable = connection_->root();
     question.x = place.x;
     question.y = place.y;
@@ -212,12 +210,12 @@ std::optional<WindowPixels::Question> WindowPixels::questionAbout(const Use& use
   }
   const bool isNow = source == Source::now && window.isOnScreen;
   if (isNow) {
-    if (!WindowPixmaps::isPossible(window)) return std::nullopt;
+    if (!isPossible(window.topBounds)) return std::nullopt;
     if (isPossible(place)) question.named = pixmaps_.name(use, window);
     question.drawable = question.named.id();
   } else {
     const WindowPixmaps::Kept* kept = window.isOnScreen ? pixmaps_.last(window) : pixmaps_.find(window);
-    if (!kept) return std::nullopt;
+    if (!kept || kept->window != window.window) return std::nullopt;
     question.drawable = kept->pixmap.id();
     place = intersection(place, {window.topBounds.x, window.topBounds.y, kept->width, kept->height});
   }
@@ -243,6 +241,14 @@ void WindowPixels::send(const Use& use, Question& question) {
   }
 }
 
+void WindowPixels::discard(const Use& use, const Question& question) {
+  const unsigned shape = question.shape ? question.shape->sequence : 0;
+  for (const unsigned sequence :
+       {question.geometry.sequence, question.sharedImage.sequence, question.image.sequence, shape}) {
+    if (sequence != 0) xcb_discard_reply(use, sequence);
+  }
+}
+
 void WindowPixels::take(const Use& use, Question& question, Answer& answer) {
   const bool isSame = isStillThatSize(use, question);
   const bool isThere = takeShape(use, question);
@@ -259,7 +265,10 @@ void WindowPixels::take(const Use& use, Question& question, Answer& answer) {
 bool WindowPixels::isStillThatSize(const Use& use, Question& question) {
   if (!question.named) return true;
   const auto geometry = use.reply(question.geometry, xcb_get_geometry_reply);
-  if (!geometry) return false;
+  if (!geometry) {
+    pixmaps_.doubt(use, question.window);
+    return false;
+  }
   const PixelRect& bounds = question.window.topBounds;
   pixmaps_.keep(question.window, std::move(question.named), *geometry);
   return geometry->width == bounds.width && geometry->height == bounds.height;

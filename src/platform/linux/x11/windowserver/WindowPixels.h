@@ -70,6 +70,8 @@ class WindowPixels {
                                                       const WindowRecord& window, const PixelRect& area,
                                                       Source source) REQUIRES(mutex_);
   void send(const Use& use, Question& question) REQUIRES(mutex_);
+  /// Of the replies, those that nobody has taken.
+  static void discard(const Use& use, const Question& question);
   /// Brings what is kept in line with the windows that there are.
   void follow(const Use& use, const std::shared_ptr<const WindowList>& list) REQUIRES(mutex_);
   void take(const Use& use, Question& question, Answer& answer) REQUIRES(mutex_);
@@ -86,6 +88,8 @@ class WindowPixels {
   Mutex mutex_;
   WindowPixmaps pixmaps_ GUARDED_BY(mutex_);
   std::shared_ptr<const WindowList> list_ GUARDED_BY(mutex_);  ///< the one that was followed last
+  /// The one before, which a slower thread may still hold; it is not gone back to.
+  std::shared_ptr<const WindowList> formerList_ GUARDED_BY(mutex_);
   bool isRefreshDue_ GUARDED_BY(mutex_) = false;  ///< windows may have other pictures than those kept
 };
 

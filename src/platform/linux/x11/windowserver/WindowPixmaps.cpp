@@ -25,19 +25,27 @@ bool WindowPixmaps::areAvailable(X11Connection& connection) {
   return version && (version->major_version > 0 || version->minor_version >= 2);
 }
 
-bool WindowPixmaps::isPossible(const WindowRecord& window) {
+bool WindowPixmaps::isPossible(const PixelRect& size) {
   constexpr int kMost = std::numeric_limits<std::int16_t>::max();
-  const PixelRect& top = window.topBounds;
-  return top.width > 0 && top.height > 0 && top.width <= kMost && top.height <= kMost;
+  // A gigabyte. That there is no memory for more shows only when it is used.
+  constexpr std::int64_t kMostPixels = std::int64_t{1} << 28;
+  return size.width > 0 && size.height > 0 && size.width <= kMost && size.height <= kMost &&
+         std::int64_t{size.width} * size.height <= kMostPixels;
 }
 
 NamedPixmap WindowPixmaps::name(const X11Connection::Use& use, const WindowRecord& window) {
-  if (!isPossible(window)) return {};
+  if (!isPossible(window.topBounds)) return {};
   // Where a compositing manager did it already, this adds nothing.
   if (std::exchange(redirected_[window.top], window.topLife) != window.topLife) {
     xcb_composite_redirect_window(use, window.top, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
   }
   return {use, connection_, window.top};
+}
+
+void WindowPixmaps::doubt(const X11Connection::Use& use, const WindowRecord& window) {
+  // If it was made after all, a second one would be counted.
+  if (redirected_.erase(window.top) == 0) return;
+  xcb_composite_unredirect_window(use, window.top, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
 }
 
 void WindowPixmaps::keep(const WindowRecord& window, NamedPixmap pixmap,
@@ -64,7 +72,7 @@ std::set<xcb_window_t> WindowPixmaps::keepAll(const X11Connection::Use& use,
   for (Question& question : questions) {
     const auto size = use.reply(question.geometry, xcb_get_geometry_reply);
     if (!size) {
-      redirected_.erase(question.window.top);  // it may have been refused
+      doubt(use, question.window);
       continue;
     }
     keep(question.window, std::move(question.pixmap), *size);
@@ -102,6 +110,12 @@ void WindowPixmaps::forgetOthers(const X11Connection::Use& use, const WindowList
     if (isOther) xcb_composite_unredirect_window(use, top.first, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
     return isOther;
   });
+  // A hidden window whose frame still shows: what is kept there is live, and shows something else now.
+  for (const WindowRecord& window : list.offScreen) {
+    const auto kept = kept_.find(window.top);
+    const bool isLive = window.isTopViewable && kept != kept_.end() && kept->second.window == window.window;
+    if (isLive) kept->second.window = XCB_NONE;
+  }
   std::erase_if(kept_, [&](const auto& kept) { return !isThere(kept.first, kept.second.life); });
 }
 

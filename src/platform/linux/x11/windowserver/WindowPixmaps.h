@@ -51,12 +51,13 @@ class WindowPixmaps {
 
   /// Whether the server can do that at all.
   [[nodiscard]] static bool areAvailable(X11Connection& connection);
-  /// Whether a server can keep a picture of a window in such a top: they have no pixmaps that large, and
-  /// asked for one of that size, some break down.
-  [[nodiscard]] static bool isPossible(const WindowRecord& window);
+  /// Whether there can be pixmaps of that size: asked for larger ones, some servers break down.
+  [[nodiscard]] static bool isPossible(const PixelRect& size);
 
   /// Names the picture that the window's top has now; none for one that is too large.
   [[nodiscard]] NamedPixmap name(const X11Connection::Use& use, const WindowRecord& window);
+  /// The server had no such picture: it may have refused the redirection too, which shall be made anew.
+  void doubt(const X11Connection::Use& use, const WindowRecord& window);
   /// Keeps it as the window's last picture.
   void keep(const WindowRecord& window, NamedPixmap pixmap, const xcb_get_geometry_reply_t& size);
   /// Names and keeps the pictures of all these windows, with one wait; gives the tops that have one.
