@@ -3,7 +3,7 @@ find_package(Threads REQUIRED)
 find_package(nlohmann_json 3.11 REQUIRED)
 find_package(CLI11 2.1 REQUIRED)
 
-pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb>=1.15 xcb-randr xcb-shm xcb-xfixes xcb-composite xcb-res xcb-shape
+pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb>=1.15 xcb-randr xcb-shm xcb-xfixes xcb-composite xcb-damage xcb-res xcb-shape
                   xcb-icccm)
 pkg_check_modules(XKBCOMMON REQUIRED IMPORTED_TARGET xkbcommon xkbcommon-x11 xcb-xkb)
 pkg_check_modules(PIXMAN REQUIRED IMPORTED_TARGET pixman-1)

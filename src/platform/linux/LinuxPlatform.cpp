@@ -1,10 +1,10 @@
-#include "platform/CaptureDevices.h"
 #include "platform/Metal.h"
 #include "platform/NotificationCenterImpl.h"
 #include "platform/Platform.h"
 #include "platform/Root.h"
 #include "platform/WindowServer.h"
 #include "platform/linux/core/LinuxBundle.h"
+#include "platform/linux/core/LinuxCaptureDevices.h"
 #include "platform/linux/core/LinuxClock.h"
 #include "platform/linux/core/LinuxDiagnostics.h"
 #include "platform/linux/core/LinuxDispatch.h"
@@ -15,10 +15,12 @@
 #include "platform/linux/egl/EglExamination.h"
 #include "platform/linux/egl/EglOpenGL.h"
 #include "platform/linux/media/PixmanImages.h"
+#include "platform/linux/media/ScreenFrameMaker.h"
 #include "platform/linux/x11/X11Cursor.h"
 #include "platform/linux/x11/X11Displays.h"
 #include "platform/linux/x11/X11EventPump.h"
 #include "platform/linux/x11/X11Examination.h"
+#include "platform/linux/x11/X11ScreenInput.h"
 #include "platform/linux/x11/X11Views.h"
 #include "platform/linux/x11/windowserver/X11WindowServer.h"
 
@@ -98,6 +100,10 @@ class LinuxPlatform final : public Platform {
     const auto& x11 = windowServerX11_.get(linuxDispatch().eventLoop());
     return windowServer_.get(x11.connection, linuxDispatch().eventLoop());
   }
+  CaptureDevices& captureDevices() override {
+    return captureDevices_.get(notificationCenter(),
+                               [this](CGDirectDisplayID display) { return screenInput(display); });
+  }
   Cursor& cursor() override { return cursor_.get(x11().connection); }
   Views& views() override { return views_.get(x11().connection, linuxDispatch().eventLoop(), trouble_); }
   Images& images() override { return images_; }
@@ -107,6 +113,15 @@ class LinuxPlatform final : public Platform {
 
  private:
   LinuxDispatch& linuxDispatch() { return dispatch_.get(trouble_); }
+  std::shared_ptr<AVCaptureInput> screenInput(CGDirectDisplayID display) {
+    if (displays().CGDisplayBounds(display).size.width <= 0) return nullptr;
+    return std::make_shared<X11ScreenInput>(x11().connection->displayName(), display, [] {
+      return [maker = std::make_shared<ScreenFrameMaker>()](std::shared_ptr<CGImage> picture,
+                                                            const CGImageRef& cursor, CGPoint place) {
+        return maker->make(std::move(picture), cursor, place);
+      };
+    });
+  }
   X11& x11() { return x11_.get(linuxDispatch().eventLoop()); }
 
   const TroubleHandler trouble_ = [this](const std::string& text) { platformTrouble(*this, text); };
@@ -123,6 +138,7 @@ class LinuxPlatform final : public Platform {
   OnFirstUse<X11> windowServerX11_;
   OnFirstUse<X11WindowServer> windowServer_;
   OnFirstUse<X11Cursor> cursor_;
+  OnFirstUse<LinuxCaptureDevices> captureDevices_;
   OnFirstUse<X11Views> views_;
   PixmanImages images_;
   NoMetal metal_;
