@@ -8,6 +8,7 @@
 #include <QelUtilVideo/CGImagePropertyOrientation.h>
 #include <QelUtilVideo/Capturable.h>
 #include <QelUtilVideo/CapturableCamera.h>
+#include <QelUtilVideo/CapturableDeviceManager.h>
 #include <QelUtilVideo/CapturableOutputDelegate.h>
 #include <QelUtilVideo/CapturableScreen.h>
 #include <QelUtilVideo/CapturableWindow.h>
@@ -20,6 +21,7 @@
 #include <QelUtilVideo/RenderViewDataSource.h>
 #include <QelUtilVideo/RenderViewDelegate.h>
 #include <QelUtilVideo/Version.h>
+#include <QelUtilVideo/platform/AVCaptureDevice.h>
 #include <QelUtilVideo/platform/CGGeometry.h>
 #include <QelUtilVideo/platform/CGImage.h>
 #include <QelUtilVideo/platform/CVPixelBuffer.h>

@@ -5,6 +5,7 @@
 #include <QelKit/QelVideoImageBuffer.h>
 #include <QelUtilVideo/Capturable.h>
 #include <QelUtilVideo/CapturableCamera.h>
+#include <QelUtilVideo/CapturableDeviceManager.h>
 #include <QelUtilVideo/CapturableOutputDelegate.h>
 #include <QelUtilVideo/CapturableScreen.h>
 #include <QelUtilVideo/CapturableWindow.h>
@@ -79,6 +80,8 @@ template <>
 inline constexpr Name objectName<RenderViewDelegate> = "<QelUtilVideoRenderViewDelegate>";
 template <>
 inline constexpr Name objectName<CapturableWindowManager> = "QelUtilVideoCapturableWindowManager";
+template <>
+inline constexpr Name objectName<CapturableDeviceManager> = "QelUtilVideoCapturableDeviceManager";
 template <>
 inline constexpr Name objectName<RenderView> = "QelUtilVideoRenderView";
 

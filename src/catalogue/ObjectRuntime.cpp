@@ -76,6 +76,19 @@ constexpr std::array windowManager{
     instanceMethod<Object()>("init"),
 };
 
+constexpr std::array deviceManager{
+    property<&CapturableDeviceManager::didRefreshNotification>("didRefreshNotification"),
+    property<&CapturableDeviceManager::cameraDevices>("cameraDevices"),
+    property<&CapturableDeviceManager::screenDevices>("screenDevices"),
+    property<&CapturableDeviceManager::allDevices>("allDevices"),
+    classMethod<&CapturableDeviceManager::device>("deviceWithUniqueID:"),
+    // What the notification centre calls by name.
+    instanceMethod<void(const NSNotification&)>("deviceWasConnected:"),
+    instanceMethod<void(const NSNotification&)>("deviceWasDisconnected:"),
+    instanceMethod<void(const NSNotification&)>("didChangeScreenParameters:"),
+    instanceMethod<Object()>("init"),
+};
+
 // A flag whose getter is called otherwise than the flag.
 constexpr Text hiddenAttributes =
     Text(attributesOf<&RenderView::isHidden, &RenderView::setHidden>.view()).add(",GisHidden");
@@ -107,6 +120,7 @@ constexpr std::array types{
     published<CapturableOutputDelegate>(outputDelegate),
     published<RenderViewDelegate>(renderViewDelegate),
     published<CapturableWindowManager, NSObject>(windowManager),
+    published<CapturableDeviceManager, NSObject>(deviceManager),
     published<RenderView, NSView>(renderView),
 };
 

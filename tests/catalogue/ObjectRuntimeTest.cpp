@@ -77,6 +77,12 @@ TEST(ObjectRuntime, classesArePublishedWithTheseMembers) {
                           "+windows T@\"NSArray\",N,R",
                           "+-setOverlayWithWindowLevel:processIdentifier: v28@0:8q16i24",
                           "+-clearOverlay v16@0:8", "-updateScreens: v24@0:8@16", "-init @16@0:8"));
+  EXPECT_THAT(members("QelUtilVideoCapturableDeviceManager"),
+              ElementsAre("+didRefreshNotification T@\"NSString\",N,R", "+cameraDevices T@\"NSArray\",N,R",
+                          "+screenDevices T@\"NSArray\",N,R", "+allDevices T@\"NSArray\",N,R",
+                          "+-deviceWithUniqueID: @24@0:8@16", "-deviceWasConnected: v24@0:8@16",
+                          "-deviceWasDisconnected: v24@0:8@16", "-didChangeScreenParameters: v24@0:8@16",
+                          "-init @16@0:8"));
   EXPECT_THAT(
       members("QelUtilVideoRenderView"),
       ElementsAre("delegate T@\"<QelUtilVideoRenderViewDelegate>\",N,W",
