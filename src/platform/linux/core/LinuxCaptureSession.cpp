@@ -47,18 +47,21 @@ void LinuxCaptureSession::addOutput(std::shared_ptr<AVCaptureVideoDataOutput> ou
 void LinuxCaptureSession::startRunning() {
   const std::shared_ptr<LinuxCaptureSession> self(shared_from_this(), this);
   const auto receiver = std::make_shared<Receiver>(self);
+  std::unique_ptr<CaptureStream> failed;  // ends after the lock, as the next ones
   const auto input = state_.with([&](State& state) {
     std::shared_ptr<LinuxCaptureInput> chosen;
     if (state.phase != Phase::idle || !state.input) return chosen;
+    failed = std::move(state.stream);
     state.phase = Phase::starting;
     state.receiver = receiver;
     state.earlyFailure.reset();
     return state.input;
   });
   if (!input) return;
+  failed.reset();
   auto opened = input->open(receiver);
 
-  std::unique_ptr<CaptureStream> refused;  // ends after the lock
+  std::unique_ptr<CaptureStream> refused;
   const bool isStarted = state_.with([&](State& state) {
     const bool isWanted = state.receiver == receiver;  // not stopped meanwhile
     if (!opened.hasValue()) {
