@@ -151,10 +151,10 @@ TEST_F(ScreenDevices, startAndStopAsOftenAsOneLikesWhereverOneIs) {
   const auto last = std::make_shared<RecordingDelegate>();
   std::atomic<bool> isGone = false;
   auto device = screens_[0];
-  ASSERT_TRUE(device->start(last));
   last->react = [&](const std::string& happened, RecordingDelegate::Capturables source) {
     if (happened == "frame" && !isGone.exchange(true)) source->stop();
   };
+  ASSERT_TRUE(device->start(last));
   EXPECT_TRUE(serveUntil([&] { return isGone.load(); }));
 }
 
