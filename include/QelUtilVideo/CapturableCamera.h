@@ -9,7 +9,7 @@ class AVCaptureInput;
 class AVCaptureSession;
 class AVCaptureVideoDataOutput;
 
-/// A source that is a camera. Any thread. On Linux this version lists none.
+/// A source that is a camera. Any thread.
 class QEL_EXPORT CapturableCamera : public virtual Capturable {
  public:
   [[nodiscard]] virtual std::shared_ptr<AVCaptureDevice> device() const = 0;

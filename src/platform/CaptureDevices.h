@@ -38,6 +38,8 @@ inline constexpr const char* AVCaptureSessionInterruptionEndedNotification =
     "AVCaptureSessionInterruptionEndedNotification";
 /// In the user information: an `NSError`.
 inline constexpr const char* AVCaptureSessionErrorKey = "AVCaptureSessionErrorKey";
+/// In the user information of an interruption: a string for people.
+inline constexpr const char* AVCaptureSessionInterruptionReasonKey = "AVCaptureSessionInterruptionReasonKey";
 
 /// What a device delivers.
 struct CMSampleBuffer {

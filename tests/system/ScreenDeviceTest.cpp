@@ -1,90 +1,42 @@
-#include "capture/RecordingDelegate.h"
-#include "platform/Platform.h"
-#include "platform/Root.h"
+#include "support/DeviceStage.h"
 #include "support/PrivateXServer.h"
 #include "support/VncOutputs.h"
 #include "support/WindowPainter.h"
-#include "support/simulated/LogCapture.h"
 
 #include <QelUtilVideo/CapturableDeviceManager.h>
 #include <QelUtilVideo/CapturableScreen.h>
-#include <QelUtilVideo/platform/MainLoop.h>
 
 #include <gmock/gmock.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
-#include <functional>
-#include <optional>
-#include <thread>
 
 namespace QelUtilVideo {
 namespace {
 
 using qeltest::PrivateXServer;
-using namespace std::chrono_literals;
 using testing::Each;
 
 /// Displays of a real X server as streaming devices.
-class ScreenDevices : public testing::Test {
+class ScreenDevices : public DeviceStage {
  protected:
   void start(const PrivateXServer::Options& options = {}) {
     server_ = PrivateXServer::start(options);
     ASSERT_TRUE(server_);
     ::setenv("DISPLAY", server_->display().c_str(), 1);  // NOLINT(concurrency-mt-unsafe): no threads yet
-    Root::replace(std::make_unique<Root>(makePlatform()));
-    log_.emplace();
+    begin();
     screens_ = CapturableDeviceManager::screenDevices();
     ASSERT_FALSE(screens_.empty());
   }
   void TearDown() override {
     screens_.clear();
-    if (!log_) return;
-    // Sessions stop in their own time, and need the root for it.
-    EXPECT_TRUE(serveUntil([&] {
-      int alive = 0;
-      for (const std::string& line : log_->messages()) {
-        alive += line.ends_with(" session init") - line.ends_with(" session deinit");
-      }
-      return alive == 0;
-    }));
-    log_.reset();
-    Root::replace(nullptr);
-    Root::replace(nullptr);  // the one that was made when the last devices said that they go
+    DeviceStage::TearDown();
   }
-  static bool serveUntil(const std::function<bool()>& isSo) {
-    for (const auto end = std::chrono::steady_clock::now() + 10s; !isSo();) {
-      if (std::chrono::steady_clock::now() > end) return false;
-      pollfd entry{MainLoop::main().fileDescriptor(), POLLIN, 0};
-      ::poll(&entry, 1, 10);
-      MainLoop::main().dispatchPending();
-    }
-    return true;
-  }
-  [[nodiscard]] bool moreComes(int frames = 2) const {
-    const std::size_t wanted = delegate_->timestamps().size() + static_cast<std::size_t>(frames);
-    return serveUntil([&] { return delegate_->timestamps().size() >= wanted; });
-  }
-  [[nodiscard]] bool comes(const std::string& event) const {
-    return serveUntil([&] {
-      const auto events = delegate_->events();
-      return std::ranges::find(events, event) != events.end();
-    });
-  }
-  /// The luma of the last frame at a place.
-  [[nodiscard]] int lumaAt(std::size_t x, std::size_t y) const {
-    const auto frame = delegate_->lastFrame();
-    const PixelPlane& luma = frame->planes()[0];
-    return std::to_integer<int>(luma.baseAddress[y * luma.bytesPerRow + x]);
-  }
+  [[nodiscard]] int lumaAt(std::size_t x, std::size_t y) const { return byteAt(0, x, y); }
 
-  std::optional<LogCapture> log_;
   std::unique_ptr<PrivateXServer> server_;
   std::vector<std::shared_ptr<CapturableScreen>> screens_;
-  std::shared_ptr<RecordingDelegate> delegate_ = std::make_shared<RecordingDelegate>();
 };
 
 TEST_F(ScreenDevices, streamWhatTheDisplayShows) {

@@ -14,8 +14,11 @@
 #include "platform/linux/core/SystemExamination.h"
 #include "platform/linux/egl/EglExamination.h"
 #include "platform/linux/egl/EglOpenGL.h"
+#include "platform/linux/media/CameraFrameMaker.h"
 #include "platform/linux/media/PixmanImages.h"
 #include "platform/linux/media/ScreenFrameMaker.h"
+#include "platform/linux/v4l2/CameraExamination.h"
+#include "platform/linux/v4l2/V4l2Cameras.h"
 #include "platform/linux/x11/X11Cursor.h"
 #include "platform/linux/x11/X11Displays.h"
 #include "platform/linux/x11/X11EventPump.h"
@@ -65,8 +68,7 @@ struct X11 {
 /// What the machine may have that nobody asks for.
 std::vector<Finding> findUnused() {
   constexpr const char* detail = "not used by this version";
-  return {{Finding::Area::drawing, "Vulkan", Finding::State::unused, detail, ""},
-          {Finding::Area::cameras, "Cameras", Finding::State::unused, detail, ""}};
+  return {{Finding::Area::drawing, "Vulkan", Finding::State::unused, detail, ""}};
 }
 
 std::vector<LinuxDiagnostics::Examination> examinations() {
@@ -78,7 +80,9 @@ std::vector<LinuxDiagnostics::Examination> examinations() {
           {{Area::drawing, "OpenGL", State::missing, "", lookAtLog}, [] { return examineOpenGL(); }},
           {{Area::drawing, "Drawing in windows", State::limited, "", otherServer},
            [] { return examineDrawingInWindows(); }},
-          {{Area::cameras, "Cameras", State::missing, "", ""}, findUnused},
+          {{Area::drawing, "Vulkan", State::missing, "", ""}, findUnused},
+          {{Area::cameras, "Cameras", State::missing, "", "Unplug the cameras, and plug them in again."},
+           [] { return examineCameras(); }},
           {{Area::system, "Services", State::missing, "", "Look whether the home folder can be read."},
            [] { return examineSystem(); }}};
 }
@@ -101,7 +105,7 @@ class LinuxPlatform final : public Platform {
     return windowServer_.get(x11.connection, linuxDispatch().eventLoop());
   }
   CaptureDevices& captureDevices() override {
-    return captureDevices_.get(notificationCenter(),
+    return captureDevices_.get(notificationCenter(), cameras(),
                                [this](CGDirectDisplayID display) { return screenInput(display); });
   }
   Cursor& cursor() override { return cursor_.get(x11().connection); }
@@ -113,6 +117,13 @@ class LinuxPlatform final : public Platform {
 
  private:
   LinuxDispatch& linuxDispatch() { return dispatch_.get(trouble_); }
+  CameraSource& cameras() {
+    return cameras_.get(linuxDispatch().eventLoop(), notificationCenter(), [] {
+      return [maker = std::make_shared<CameraFrameMaker>()](const CameraPicture& picture) {
+        return maker->make(picture);
+      };
+    });
+  }
   std::shared_ptr<AVCaptureInput> screenInput(CGDirectDisplayID display) {
     if (displays().CGDisplayBounds(display).size.width <= 0) return nullptr;
     return std::make_shared<X11ScreenInput>(x11().connection->displayName(), display, [] {
@@ -138,6 +149,7 @@ class LinuxPlatform final : public Platform {
   OnFirstUse<X11> windowServerX11_;
   OnFirstUse<X11WindowServer> windowServer_;
   OnFirstUse<X11Cursor> cursor_;
+  OnFirstUse<V4l2Cameras> cameras_;
   OnFirstUse<LinuxCaptureDevices> captureDevices_;
   OnFirstUse<X11Views> views_;
   PixmanImages images_;

@@ -1,5 +1,6 @@
 #include "platform/linux/core/LinuxCaptureDevices.h"
 
+#include "platform/linux/core/CaptureStream.h"
 #include "platform/linux/core/LinuxCaptureSession.h"
 #include "platform/linux/core/LinuxVideoDataOutput.h"
 
@@ -8,16 +9,19 @@
 
 namespace QelUtilVideo {
 
-LinuxCaptureDevices::LinuxCaptureDevices(NotificationCenter& center, MakeScreenInput makeScreenInput)
-    : center_(center), makeScreenInput_(std::move(makeScreenInput)) {}
+LinuxCaptureDevices::LinuxCaptureDevices(NotificationCenter& center, CameraSource& cameras,
+                                         MakeScreenInput makeScreenInput)
+    : center_(center), cameras_(cameras), makeScreenInput_(std::move(makeScreenInput)) {}
 
-std::vector<std::shared_ptr<AVCaptureDevice>> LinuxCaptureDevices::devicesWithMediaType(AVMediaType) {
-  return {};
+std::vector<std::shared_ptr<AVCaptureDevice>> LinuxCaptureDevices::devicesWithMediaType(AVMediaType type) {
+  if (type != AVMediaType::video) return {};
+  return cameras_.cameras();
 }
 
 Result<std::shared_ptr<AVCaptureInput>> LinuxCaptureDevices::makeDeviceInput(
-    const std::shared_ptr<AVCaptureDevice>& /*device*/) {
-  return NSError{"QelUtilVideo.platform.capture", ENODEV, "There is no such device"};
+    const std::shared_ptr<AVCaptureDevice>& device) {
+  if (!device) return NSError{kCaptureErrorDomain, ENODEV, "There is no such device"};
+  return cameras_.makeInput(*device);
 }
 
 std::shared_ptr<AVCaptureInput> LinuxCaptureDevices::makeScreenInput(CGDirectDisplayID display) {

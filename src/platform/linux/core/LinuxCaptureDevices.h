@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/CaptureDevices.h"
+#include "platform/linux/core/CameraSource.h"
 
 #include <QelUtilVideo/platform/NotificationCenter.h>
 
@@ -15,11 +16,10 @@ class LinuxCaptureDevices final : public CaptureDevices {
  public:
   using MakeScreenInput = std::function<std::shared_ptr<AVCaptureInput>(CGDirectDisplayID)>;
 
-  /// The notification centre outlives the object.
-  LinuxCaptureDevices(NotificationCenter& center, MakeScreenInput makeScreenInput);
+  /// The notification centre and the cameras outlive the object.
+  LinuxCaptureDevices(NotificationCenter& center, CameraSource& cameras, MakeScreenInput makeScreenInput);
 
   // CaptureDevices
-  /// None: this version knows no cameras.
   [[nodiscard]] std::vector<std::shared_ptr<AVCaptureDevice>> devicesWithMediaType(AVMediaType type) override;
   [[nodiscard]] Result<std::shared_ptr<AVCaptureInput>> makeDeviceInput(
       const std::shared_ptr<AVCaptureDevice>& device) override;
@@ -29,6 +29,7 @@ class LinuxCaptureDevices final : public CaptureDevices {
 
  private:
   NotificationCenter& center_;
+  CameraSource& cameras_;
   const MakeScreenInput makeScreenInput_;
 };
 

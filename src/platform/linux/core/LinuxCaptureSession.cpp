@@ -12,6 +12,12 @@ class LinuxCaptureSession::Receiver final : public StreamReceiver {
   void sample(CMSampleBuffer sample) override {
     if (const auto session = session_.lock()) session->deliver(*this, std::move(sample));
   }
+  void interrupted(const std::string& reason) override {
+    if (const auto session = session_.lock()) session->interrupt(*this, reason);
+  }
+  void resumed() override {
+    if (const auto session = session_.lock()) session->resume(*this);
+  }
   void failed(const NSError& error) override {
     if (const auto session = session_.lock()) session->fail(*this, error);
   }
@@ -54,6 +60,7 @@ void LinuxCaptureSession::startRunning() {
     failed = std::move(state.stream);
     state.phase = Phase::starting;
     state.receiver = receiver;
+    state.isInterrupted = false;
     state.earlyFailure.reset();
     return state.input;
   });
@@ -106,6 +113,23 @@ void LinuxCaptureSession::deliver(const Receiver& from, CMSampleBuffer sample) {
     return isRunning ? state.output : nullptr;
   });
   if (output) output->deliver(std::move(sample));
+}
+
+void LinuxCaptureSession::interrupt(const Receiver& from, const std::string& reason) {
+  const bool isNews = state_.with([&](State& state) {
+    const bool isRunning = state.phase == Phase::running && state.receiver.get() == &from;
+    return isRunning && !std::exchange(state.isInterrupted, true);
+  });
+  if (!isNews) return;
+  center_.postNotificationName(AVCaptureSessionWasInterruptedNotification, shared_from_this(),
+                               {{AVCaptureSessionInterruptionReasonKey, reason}});
+}
+
+void LinuxCaptureSession::resume(const Receiver& from) {
+  const bool isNews = state_.with([&](State& state) {
+    return state.receiver.get() == &from && std::exchange(state.isInterrupted, false);
+  });
+  if (isNews) post(AVCaptureSessionInterruptionEndedNotification);
 }
 
 void LinuxCaptureSession::fail(const Receiver& from, const NSError& error) {

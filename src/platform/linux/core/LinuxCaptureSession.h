@@ -36,9 +36,12 @@ class LinuxCaptureSession final : public AVCaptureSession {
     std::shared_ptr<Receiver> receiver;  ///< of the stream that starts or runs
     std::unique_ptr<CaptureStream> stream;
     std::optional<NSError> earlyFailure;
+    bool isInterrupted = false;  ///< that was told, and not that it ended
   };
 
   void deliver(const Receiver& from, CMSampleBuffer sample);
+  void interrupt(const Receiver& from, const std::string& reason);
+  void resume(const Receiver& from);
   void fail(const Receiver& from, const NSError& error);
   void post(const char* name);
   void postError(const NSError& error);

@@ -2,30 +2,35 @@
 
 #include "platform/linux/core/SignalsBlocked.h"
 
+#include <poll.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
 namespace QelUtilVideo {
 
-bool StreamThread::Stop::sleepUntil(Time time) {
-  const MutexLock lock(mutex_);
-  while (!isAsked_) {
-    if (!changed_.wait_until(mutex_, time)) break;
+StreamThread::Stop::Stop() : asked_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+  if (!asked_) throw std::system_error(errno, std::generic_category(), "eventfd");
+}
+
+bool StreamThread::Stop::sleepUntil(Time time) const {
+  using namespace std::chrono;
+  for (;;) {
+    const auto left = std::max(time - steady_clock::now(), steady_clock::duration::zero());
+    const auto whole = duration_cast<seconds>(left);
+    const timespec patience{whole.count(), duration_cast<nanoseconds>(left - whole).count()};
+    pollfd entry{asked_.get(), POLLIN, 0};
+    const int ready = ::ppoll(&entry, 1, &patience, nullptr);
+    if (ready >= 0) return ready == 0;
   }
-  return !isAsked_;
 }
 
-bool StreamThread::Stop::isAsked() {
-  const MutexLock lock(mutex_);
-  return isAsked_;
-}
+void StreamThread::Stop::ask() const { (void)::eventfd_write(asked_.get(), 1); }
 
-void StreamThread::Stop::ask() {
-  const MutexLock lock(mutex_);
-  isAsked_ = true;
-  changed_.notify_all();
-}
-
-StreamThread::StreamThread(std::function<void(Stop&)> run) {
+StreamThread::StreamThread(std::function<void(const Stop&)> run) {
   const SignalsBlocked blocked;
   thread_ = std::thread([stop = stop_, run = std::move(run)] { run(*stop); });
 }

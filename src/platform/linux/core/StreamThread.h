@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ThreadSafety.h"
+#include "platform/linux/core/UniqueFD.h"
 
 #include <chrono>
 #include <functional>
@@ -17,21 +17,21 @@ class StreamThread {
   /// How the thread learns that it has to end; outlives the owner.
   class Stop {
    public:
+    Stop();
     /// Sleeps until that time; false as soon as the thread has to end.
-    [[nodiscard]] bool sleepUntil(Time time);
-    [[nodiscard]] bool isAsked();
+    [[nodiscard]] bool sleepUntil(Time time) const;
+    /// Readable from when the thread has to end on; to be waited on, nothing else.
+    [[nodiscard]] int descriptor() const { return asked_.get(); }
 
    private:
     friend class StreamThread;
-    void ask();
+    void ask() const;
 
-    Mutex mutex_;
-    ConditionVariable changed_;
-    bool isAsked_ GUARDED_BY(mutex_) = false;
+    UniqueFD asked_;
   };
 
-  /// Throws `std::system_error` when the system has no thread. What `run` uses, it holds.
-  explicit StreamThread(std::function<void(Stop&)> run);
+  /// Throws `std::system_error` when the system has no thread or descriptor. What `run` uses, it holds.
+  explicit StreamThread(std::function<void(const Stop&)> run);
   StreamThread(const StreamThread&) = delete;
   StreamThread& operator=(const StreamThread&) = delete;
   ~StreamThread();

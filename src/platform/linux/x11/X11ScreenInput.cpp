@@ -18,11 +18,10 @@ namespace QelUtilVideo {
 
 namespace {
 
-constexpr const char* kDomain = "QelUtilVideo.platform.capture";
 constexpr std::chrono::nanoseconds kPeriod{1'000'000'000 / 30};
 
-NSError displayGone() { return {kDomain, ENODEV, "The display is not connected any more"}; }
-NSError serverGone() { return {kDomain, ENOTCONN, "The connection to the X server is lost"}; }
+NSError displayGone() { return {kCaptureErrorDomain, ENODEV, "The display is not connected any more"}; }
+NSError serverGone() { return {kCaptureErrorDomain, ENOTCONN, "The connection to the X server is lost"}; }
 
 /// What the cursor adds to a picture.
 struct Pointer {
@@ -100,7 +99,7 @@ Result<CVPixelBufferRef> ScreenFrames::next() {
 }
 
 /// Sends frames at their times until it is stopped, or nothing comes any more.
-void stream(ScreenFrames& frames, StreamReceiver& receiver, StreamThread::Stop& stop) {
+void stream(ScreenFrames& frames, StreamReceiver& receiver, const StreamThread::Stop& stop) {
   auto due = std::chrono::steady_clock::now();
   while (stop.sleepUntil(due)) {
     auto frame = frames.next();
@@ -117,11 +116,11 @@ class ScreenStream final : public CaptureStream {
  public:
   ScreenStream(std::unique_ptr<ScreenFrames> frames, std::shared_ptr<StreamReceiver> receiver)
       : thread_([frames = std::shared_ptr<ScreenFrames>(std::move(frames)),
-                 receiver = std::move(receiver)](StreamThread::Stop& stop) {
+                 receiver = std::move(receiver)](const StreamThread::Stop& stop) {
           try {
             stream(*frames, *receiver, stop);
           } catch (const std::exception& exception) {
-            receiver->failed({kDomain, ENOMEM, exception.what()});
+            receiver->failed({kCaptureErrorDomain, ENOMEM, exception.what()});
           }
         }) {}
 
@@ -143,7 +142,7 @@ Result<std::unique_ptr<CaptureStream>> X11ScreenInput::open(
   if (!frames->isDisplayThere()) return displayGone();
   return std::unique_ptr<CaptureStream>(std::make_unique<ScreenStream>(std::move(frames), receiver));
 } catch (const std::exception& exception) {
-  return NSError{kDomain, ENOMEM, exception.what()};
+  return NSError{kCaptureErrorDomain, ENOMEM, exception.what()};
 }
 
 }  // namespace QelUtilVideo

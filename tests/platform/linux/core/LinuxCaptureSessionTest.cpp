@@ -19,18 +19,18 @@ const NSError kGone{"test", 19, "gone"};
 /// A device whose stream does what the test says, on a thread of its own.
 class ScriptedInput final : public LinuxCaptureInput {
  public:
-  using Script = std::function<void(StreamReceiver&, StreamThread::Stop&)>;
+  using Script = std::function<void(StreamReceiver&, const StreamThread::Stop&)>;
   explicit ScriptedInput(Script script) : script_(std::move(script)) {}
 
   [[nodiscard]] Result<std::unique_ptr<CaptureStream>> open(
       const std::shared_ptr<StreamReceiver>& receiver) override {
     if (!script_) return kGone;
     struct Stream final : CaptureStream {
-      explicit Stream(std::function<void(StreamThread::Stop&)> run) : thread(std::move(run)) {}
+      explicit Stream(std::function<void(const StreamThread::Stop&)> run) : thread(std::move(run)) {}
       StreamThread thread;
     };
     return std::unique_ptr<CaptureStream>(std::make_unique<Stream>(
-        [receiver, script = script_](StreamThread::Stop& stop) { script(*receiver, stop); }));
+        [receiver, script = script_](const StreamThread::Stop& stop) { script(*receiver, stop); }));
   }
 
  private:
@@ -77,7 +77,7 @@ class LinuxCaptureSessions : public testing::Test {
 
 TEST_F(LinuxCaptureSessions, tellOfTheirStartAndStopOnceAndKeepTheLatestSampleForASlowReceiver) {
   std::atomic<int> sent = 0;
-  setInput([&](StreamReceiver& to, StreamThread::Stop& stop) {
+  setInput([&](StreamReceiver& to, const StreamThread::Stop& stop) {
     while (stop.sleepUntil(std::chrono::steady_clock::now() + 1ms)) to.sample({nullptr, double(++sent)});
   });
   session_->stopRunning();
@@ -98,7 +98,7 @@ TEST_F(LinuxCaptureSessions, tellOfTheirStartAndStopOnceAndKeepTheLatestSampleFo
 }
 
 TEST_F(LinuxCaptureSessions, tellOfAFailureAfterTheStartHoweverEarlyItCame) {
-  setInput([](StreamReceiver& to, StreamThread::Stop&) { to.failed(kGone); });
+  setInput([](StreamReceiver& to, const StreamThread::Stop&) { to.failed(kGone); });
   for (int i = 0; i < 50; ++i) {
     session_->startRunning();
     EXPECT_TRUE(eventually([&] { return told().size() == static_cast<std::size_t>(2 * i + 2); }));
@@ -117,7 +117,7 @@ TEST_F(LinuxCaptureSessions, tellOfADeviceThatCannotBeOpened) {
 }
 
 TEST_F(LinuxCaptureSessions, mayBeStoppedAndDroppedFromWhatTheyTell) {
-  const auto run = [](StreamReceiver& to, StreamThread::Stop& stop) {
+  const auto run = [](StreamReceiver& to, const StreamThread::Stop& stop) {
     if (stop.sleepUntil(std::chrono::steady_clock::now() + 1ms)) to.failed(kGone);
   };
   setInput(run);
