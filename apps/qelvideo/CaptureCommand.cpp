@@ -30,14 +30,15 @@ struct CaptureOptions {
   bool json = false;
 };
 
-std::shared_ptr<FilmRecorder> openFilm(const std::string& output) {
+std::shared_ptr<FilmRecorder> openFilm(const std::string& output, int framesPerSecond) {
   if (output == "-" && ::isatty(STDOUT_FILENO) == 1) {
     throw UsageFailure(
         "a film does not go to a terminal; pipe it into a program, as in `… -o - | ffmpeg -i - out.mp4`, "
         "or name a file with -o FILE.y4m");
   }
   const auto cancellation = std::make_shared<Cancellation>();
-  return std::make_shared<FilmRecorder>(ByteOutput::open(output, cancellation), cancellation);
+  return std::make_shared<FilmRecorder>(ByteOutput::open(output, cancellation), cancellation,
+                                        framesPerSecond);
 }
 
 /// When the film ends: now, or where the wanted time ends. A number of frames ends with its last frame.
@@ -50,15 +51,17 @@ double filmEnd(const Recording& recording, const RecordingLimits& limits) {
 void capture(const Context& context, const CaptureOptions& options) {
   registerOverlay(options.overlay);
   const auto source = findSource(options.source);
+  RecordingLimits limits = options.limits;
+  limits.framesPerSecond = framesPerSecond(*source);
   std::shared_ptr<FilmRecorder> film;
-  if (!options.output.empty()) film = openFilm(options.output);
-  const auto recorder = std::make_shared<Recorder>(context.terminal, options.limits, film);
+  if (!options.output.empty()) film = openFilm(options.output, limits.framesPerSecond);
+  const auto recorder = std::make_shared<Recorder>(context.terminal, limits, film);
   const Recording recording = record(context.loop, source, recorder);
 
   Statistics statistics(recording);
   std::optional<std::string> failure = recording.failure;
   if (film) {
-    const FilmRecorder::Summary summary = film->finish(context.loop, filmEnd(recording, options.limits));
+    const FilmRecorder::Summary summary = film->finish(context.loop, filmEnd(recording, limits));
     statistics.repeated = summary.repeated;
     statistics.dropped = summary.dropped;
     statistics.bytes = summary.bytes;
@@ -79,8 +82,8 @@ void addCaptureCommand(CLI::App& app, Action& action) {
   CLI::App* command = app.add_subcommand("capture", "Record a source as a film");
   command->footer(
       "Session events go to standard error, the statistics to standard output, or to standard error too "
-      "when the film takes the output. The film has 10 frames per second and keeps time: where the source "
-      "had nothing to give, the last frame is repeated.\n"
+      "when the film takes the output. The film has 10 frames per second, that of a camera or another "
+      "device 30, and keeps time: where the source had nothing to give, the last frame is repeated.\n"
       "Example: qelvideo capture 1 --seconds 3 -o - | ffmpeg -i - out.mp4");
   const auto options = std::make_shared<CaptureOptions>();
   command->add_option("ID", options->source, sourceHelp)->required();

@@ -69,8 +69,10 @@ void demo(const Context& context, const std::string& folder) {
   viewing.background = QelUtilVideo::NSColor::deviceWhite(0.1);
   const VideoView view(QelUtilVideo::NSWindow::makeOffscreen(viewSize), viewing);
   const auto feed = std::make_shared<ViewFeed>(view.frames());
-  const auto recorder =
-      std::make_shared<Recorder>(terminal, RecordingLimits{.frames = {}, .seconds = demoSeconds}, feed);
+  const auto recorder = std::make_shared<Recorder>(
+      terminal,
+      RecordingLimits{.frames = {}, .seconds = demoSeconds, .framesPerSecond = framesPerSecond(*display)},
+      feed);
   const Recording recording = record(context.loop, display, recorder);
   terminal.result("Captured and shown: " + Statistics(recording).text());
   if (recording.failure) throw Failure(*recording.failure);

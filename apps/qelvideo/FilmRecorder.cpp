@@ -22,8 +22,11 @@ std::string sizeText(std::size_t width, std::size_t height) {
 
 }  // namespace
 
-FilmRecorder::FilmRecorder(ByteOutput output, std::shared_ptr<Cancellation> cancellation)
-    : output_(std::move(output)), cancellation_(std::move(cancellation)), thread_([this] { run(); }) {}
+FilmRecorder::FilmRecorder(ByteOutput output, std::shared_ptr<Cancellation> cancellation, int framesPerSecond)
+    : framesPerSecond_(framesPerSecond),
+      output_(std::move(output)),
+      cancellation_(std::move(cancellation)),
+      thread_([this] { run(); }) {}
 
 FilmRecorder::~FilmRecorder() {
   if (!thread_.joinable()) return;
@@ -96,13 +99,13 @@ void FilmRecorder::run() {
 
 void FilmRecorder::writeFilm() {
   std::optional<Y4mWriter> writer;
-  FilmTimeline timeline(framesPerSecond);
+  FilmTimeline timeline(framesPerSecond_);
   while (const std::optional<Frame> frame = nextFrame()) {
     if (!writer) {
       Y4mHeader header;
       header.width = frame->picture->width();
       header.height = frame->picture->height();
-      header.rateNumerator = framesPerSecond;
+      header.rateNumerator = framesPerSecond_;
       writer.emplace(output_, header);
     }
     const FilmTimeline::Placement placement = timeline.place(frame->timestamp);

@@ -23,9 +23,6 @@ class Y4mWriter;
 /// falls too far behind, frames are dropped, and the film repeats others in their place.
 class FilmRecorder final : public FrameConsumer {
  public:
-  /// What displays and windows give.
-  static constexpr int framesPerSecond = 10;
-
   struct Summary {
     std::uint64_t repeated = 0;  ///< times a frame was written again to keep the film's time
     std::uint64_t dropped = 0;   ///< frames that came while the output was too slow
@@ -34,8 +31,8 @@ class FilmRecorder final : public FrameConsumer {
     std::optional<std::string> failure;
   };
 
-  /// `cancellation` is the output's.
-  FilmRecorder(ByteOutput output, std::shared_ptr<Cancellation> cancellation);
+  /// `cancellation` is the output's; `framesPerSecond`, above 0, the film's.
+  FilmRecorder(ByteOutput output, std::shared_ptr<Cancellation> cancellation, int framesPerSecond);
   ~FilmRecorder() override;
 
   Verdict consume(const QelUtilVideo::CVPixelBufferRef& frame, double timestamp) override;
@@ -55,6 +52,7 @@ class FilmRecorder final : public FrameConsumer {
   [[nodiscard]] bool repeatLast(Y4mWriter& writer, std::uint64_t times);
   [[nodiscard]] bool goesOn(ByteOutput::Outcome outcome);
 
+  const int framesPerSecond_;
   ByteOutput output_;
   std::shared_ptr<Cancellation> cancellation_;
   QelUtilVideo::PixelBufferConverter converter_;

@@ -14,15 +14,16 @@ using namespace QelUtilVideo;
 
 namespace {
 
-/// Half the time between two captures: a frame this close before the end of the wanted
-/// time is the one after the last.
-constexpr double halfInterval = 0.05;
 /// Seconds after which a source that neither starts nor fails is given up.
 constexpr double startTimeout = 10;
 
-constexpr const char* endedRemedy =
-    "; the display may have been disconnected, the window closed, or their X server ended: `qelvideo list` "
-    "shows what there is";
+std::string endedRemedy(const Capturable& source) {
+  if (source.isCamera())
+    return "; `qelvideo list` shows what there is, and `qelvideo doctor` looks at cameras";
+  return "; the display may have been disconnected, the window closed, or their X server ended: `qelvideo "
+         "list` "
+         "shows what there is";
+}
 
 std::string text(const NSError& error) {
   return error.description() + " (" + error.domain + " " + std::to_string(error.code) + ")";
@@ -54,9 +55,10 @@ void Recorder::capturableWillStartRunning(const std::shared_ptr<Capturable>&) {
   terminal_.note("session: will start");
 }
 
-void Recorder::capturableDidFailToStartRunning(const std::shared_ptr<Capturable>&, const NSError& error) {
+void Recorder::capturableDidFailToStartRunning(const std::shared_ptr<Capturable>& source,
+                                               const NSError& error) {
   terminal_.note("session: did fail to start: " + text(error));
-  end("the capture did not start: " + text(error) + endedRemedy);
+  end("the capture did not start: " + text(error) + endedRemedy(*source));
 }
 
 void Recorder::capturableDidStartRunning(const std::shared_ptr<Capturable>&) {
@@ -68,10 +70,10 @@ void Recorder::capturableDidStartRunning(const std::shared_ptr<Capturable>&) {
   HostLoop::wake();
 }
 
-void Recorder::capturableDidStopRunning(const std::shared_ptr<Capturable>&, const NSError* error) {
+void Recorder::capturableDidStopRunning(const std::shared_ptr<Capturable>& source, const NSError* error) {
   terminal_.note("session: did stop" + (error ? ": " + text(*error) : std::string()));
   std::optional<std::string> failure;
-  if (error) failure = "the capture ended: " + text(*error) + endedRemedy;
+  if (error) failure = "the capture ended: " + text(*error) + endedRemedy(*source);
   end(std::move(failure));
 }
 
@@ -114,7 +116,7 @@ bool Recorder::takes(double timestamp) {
     const std::lock_guard lock(mutex_);
     if (ended_) return false;
     past = limits_.seconds && recording_.frames > 0 &&
-           timestamp > recording_.firstTime + *limits_.seconds - halfInterval;
+           timestamp > recording_.firstTime + *limits_.seconds - 0.5 / limits_.framesPerSecond;
     busy_ = !past;
   }
   if (past) end(std::nullopt);

@@ -21,6 +21,7 @@ class Terminal;
 struct RecordingLimits {
   std::optional<std::uint64_t> frames;
   std::optional<double> seconds;
+  int framesPerSecond = 10;  ///< of the source: a frame half an interval before the end is one too many
 };
 
 /// What a recording was.

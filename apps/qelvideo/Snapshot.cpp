@@ -32,6 +32,11 @@ CGImageRef pictureOf(const Capturable& source) {
 
 CGImageRef takeSnapshot(const Capturable& source) {
   if (CGImageRef picture = pictureOf(source)) return picture;
+  if (source.isCamera()) {
+    throw Failure(
+        "cameras give no single pictures, they stream; `qelvideo view ID --offscreen 1280x720 "
+        "--screenshot FILE.png` saves the first one");
+  }
   throw Failure(source.uniqueID() +
                 " gives no picture now; `qelvideo list` shows whether it is still available");
 }

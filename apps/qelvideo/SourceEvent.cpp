@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "PrintableText.h"
+#include "SourceLookup.h"
 
 namespace qelvideo {
 
@@ -16,7 +17,8 @@ namespace {
 std::string kindOf(const QelUtilVideo::Capturable& source) {
   if (source.isCamera()) return "camera";
   // A window counts as a screen too.
-  return source.isWindow() ? "window" : "display";
+  if (source.isWindow()) return "window";
+  return isDisplayDevice(source) ? "display device" : "display";
 }
 
 const char* nameOf(SourceEvent::What what) {
@@ -65,8 +67,8 @@ SourceEvent SourceEvent::now(What what, const QelUtilVideo::Capturable& source) 
 }
 
 std::string SourceEvent::text() const {
-  return timeOfDay(time) + "  " + padded(nameOf(what), 12) + "  " + padded(kind, 7) + "  " + printable(name) +
-         "  " + uniqueID;
+  return timeOfDay(time) + "  " + padded(nameOf(what), 12) + "  " + padded(kind, 14) + "  " +
+         printable(name) + "  " + uniqueID;
 }
 
 std::string SourceEvent::json() const {

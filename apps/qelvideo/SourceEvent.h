@@ -15,7 +15,7 @@ struct SourceEvent {
 
   std::chrono::system_clock::time_point time;
   What what = What::present;
-  std::string kind;  ///< "display", "window" or "camera"
+  std::string kind;  ///< "display", "window", "camera" or "display device"
   std::string name;
   std::string uniqueID;
 

@@ -1,5 +1,6 @@
 #include "SourceList.h"
 
+#include <QelUtilVideo/CapturableCamera.h>
 #include <QelUtilVideo/CapturableScreen.h>
 #include <QelUtilVideo/CapturableWindow.h>
 
@@ -8,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "PrintableText.h"
+#include "SourceLookup.h"
 
 namespace qelvideo {
 
@@ -76,6 +78,10 @@ Row windowRow(const CapturableWindow& window, double primaryHeight) {
           yesOrNo(window.isOnScreen())};
 }
 
+Row cameraRow(const CapturableCamera& camera) {
+  return {camera.uniqueID(), printable(camera.name()), yesOrNo(camera.isAvailable())};
+}
+
 nlohmann::ordered_json placeJSON(const Place& where) {
   return {{"origin", {{"x", where.origin.x}, {"y", where.origin.y}}},
           {"size", {{"width", where.size.width}, {"height", where.size.height}}}};
@@ -91,6 +97,10 @@ nlohmann::ordered_json displayJSON(const CapturableScreen& display, double prima
     entry["scale"] = screen->backingScaleFactor();
   }
   return entry;
+}
+
+nlohmann::ordered_json cameraJSON(const CapturableCamera& camera) {
+  return {{"uniqueID", camera.uniqueID()}, {"name", camera.name()}, {"available", camera.isAvailable()}};
 }
 
 nlohmann::ordered_json windowJSON(const CapturableWindow& window, double primaryHeight) {
@@ -133,16 +143,20 @@ std::string table(const std::vector<Row>& rows) {
 std::string sourceTable(const SourceRefs& sources) {
   std::vector<Row> displays{{"DISPLAY", "NAME", "AVAILABLE", "SIZE", "ORIGIN", "SCALE"}};
   std::vector<Row> windows{{"WINDOW", "APPLICATION", "TITLE", "AVAILABLE", "SIZE", "ORIGIN", "ON SCREEN"}};
+  std::vector<Row> cameras{{"CAMERA", "NAME", "AVAILABLE"}};
+  std::vector<Row> devices{{"DISPLAY DEVICE", "NAME", "AVAILABLE", "SIZE", "ORIGIN", "SCALE"}};
   const double height = primaryHeight(sources);
   for (const auto& source : sources) {
     if (const auto* display = dynamic_cast<const CapturableScreen*>(source.get())) {
-      displays.push_back(displayRow(*display, height));
+      (isDisplayDevice(*source) ? devices : displays).push_back(displayRow(*display, height));
     } else if (const auto* window = dynamic_cast<const CapturableWindow*>(source.get())) {
       windows.push_back(windowRow(*window, height));
+    } else if (const auto* camera = dynamic_cast<const CapturableCamera*>(source.get())) {
+      cameras.push_back(cameraRow(*camera));
     }
   }
   std::string text;
-  for (const auto* rows : {&displays, &windows}) {
+  for (const auto* rows : {&displays, &windows, &cameras, &devices}) {
     if (rows->size() > 1) text += (text.empty() ? "" : "\n\n") + table(*rows);
   }
   return text;
@@ -150,17 +164,22 @@ std::string sourceTable(const SourceRefs& sources) {
 
 std::string sourceJSON(const SourceRefs& sources) {
   const double height = primaryHeight(sources);
-  auto displays = nlohmann::ordered_json::array(), windows = nlohmann::ordered_json::array();
+  nlohmann::ordered_json document;
+  for (const char* kind : {"displays", "windows", "cameras", "displayDevices"}) {
+    document[kind] = nlohmann::ordered_json::array();
+  }
   for (const auto& source : sources) {
     if (const auto* display = dynamic_cast<const CapturableScreen*>(source.get())) {
-      displays.push_back(displayJSON(*display, height));
+      document[isDisplayDevice(*source) ? "displayDevices" : "displays"].push_back(
+          displayJSON(*display, height));
     } else if (const auto* window = dynamic_cast<const CapturableWindow*>(source.get())) {
-      windows.push_back(windowJSON(*window, height));
+      document["windows"].push_back(windowJSON(*window, height));
+    } else if (const auto* camera = dynamic_cast<const CapturableCamera*>(source.get())) {
+      document["cameras"].push_back(cameraJSON(*camera));
     }
   }
   // Names come from devices and other programs, which may hold any bytes.
-  return nlohmann::ordered_json{{"displays", displays}, {"windows", windows}}.dump(
-      2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+  return document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 }  // namespace qelvideo

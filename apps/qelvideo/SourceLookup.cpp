@@ -1,6 +1,8 @@
 #include "SourceLookup.h"
 
 #include <QelUtilVideo/Capturable.h>
+#include <QelUtilVideo/CapturableCamera.h>
+#include <QelUtilVideo/CapturableDeviceManager.h>
 #include <QelUtilVideo/CapturableScreen.h>
 #include <QelUtilVideo/CapturableWindow.h>
 #include <QelUtilVideo/CapturableWindowManager.h>
@@ -15,6 +17,8 @@
 namespace qelvideo {
 
 using QelUtilVideo::Capturable;
+using QelUtilVideo::CapturableDeviceManager;
+using QelUtilVideo::CapturableWindowManager;
 
 namespace {
 
@@ -55,11 +59,11 @@ std::vector<std::size_t> matchingSources(std::string_view query, const std::vect
 }
 
 std::vector<std::shared_ptr<Capturable>> availableSources() {
-  using Manager = QelUtilVideo::CapturableWindowManager;
-  const auto screens = Manager::screens();
-  std::vector<std::shared_ptr<Capturable>> sources(screens.begin(), screens.end());
-  const auto windows = Manager::windows();
-  sources.insert(sources.end(), windows.begin(), windows.end());
+  std::vector<std::shared_ptr<Capturable>> sources;
+  const auto append = [&](const auto& more) { sources.insert(sources.end(), more.begin(), more.end()); };
+  append(CapturableWindowManager::screens());
+  append(CapturableWindowManager::windows());
+  append(CapturableDeviceManager::allDevices());
   return sources;
 }
 
@@ -70,7 +74,9 @@ std::shared_ptr<Capturable> findSource(const std::string& query) {
   std::vector<SourceName> names;
   names.reserve(sources.size());
   for (const auto& source : sources) names.push_back({source->uniqueID(), source->name()});
-  const std::vector<std::size_t> matches = matchingSources(query, names);
+  std::vector<std::size_t> matches = matchingSources(query, names);
+  const auto isDevice = [&](std::size_t match) { return isDisplayDevice(*sources[match]); };
+  if (!std::all_of(matches.begin(), matches.end(), isDevice)) std::erase_if(matches, isDevice);
   if (matches.empty()) {
     throw Failure("no source is called \"" + query + "\"; `qelvideo list` shows what there is");
   }
@@ -82,13 +88,23 @@ std::shared_ptr<Capturable> findSource(const std::string& query) {
   return sources[matches.front()];
 }
 
+bool isDisplayDevice(const Capturable& source) {
+  return source.isScreen() && !source.isWindow() && CapturableDeviceManager::device(source.uniqueID());
+}
+
+int framesPerSecond(const Capturable& source) {
+  return source.isCamera() || isDisplayDevice(source) ? 30 : 10;
+}
+
 std::string noSourcesText() {
   const char* display = std::getenv("DISPLAY");  // NOLINT(concurrency-mt-unsafe): nobody sets it by now
   if (!display || !*display) {
-    return "there are no displays or windows, since DISPLAY is not set; set it to a running X server (as in "
+    return "there is no camera, and there are no displays or windows, since DISPLAY is not set; set it to a "
+           "running X server (as in "
            "DISPLAY=:0), or try `qelvideo demo`, which starts one of its own";
   }
-  return std::string("there are no displays or windows on the X server DISPLAY=") + display +
+  return std::string("there is no camera, and there are no displays or windows on the X server DISPLAY=") +
+         display +
          "; check that it runs and lets this user in, and that it has the RANDR extension; `qelvideo doctor` "
          "looks";
 }

@@ -23,12 +23,19 @@ struct SourceName {
 [[nodiscard]] std::vector<std::size_t> matchingSources(std::string_view query,
                                                        const std::vector<SourceName>& sources);
 
-/// Everything that can be captured now, displays first, the primary one before the others, then
-/// windows from the front to the back.
+/// Everything that can be captured now: displays, the primary one before the others, windows from the front
+/// to the back, cameras, and the displays once more as devices, which stream.
 [[nodiscard]] std::vector<std::shared_ptr<QelUtilVideo::Capturable>> availableSources();
 
-/// The one source that `query` means; throws `Failure` when there is none or more than one.
+/// The one source that `query` means; a display goes before its device. Throws `Failure` when there is none
+/// or more than one.
 [[nodiscard]] std::shared_ptr<QelUtilVideo::Capturable> findSource(const std::string& query);
+
+/// Whether the source is a display as a device.
+[[nodiscard]] bool isDisplayDevice(const QelUtilVideo::Capturable& source);
+
+/// How many frames a second the source gives when all is well: 30 of a device, 10 of others.
+[[nodiscard]] int framesPerSecond(const QelUtilVideo::Capturable& source);
 
 /// Why there is nothing to capture, and what to do.
 [[nodiscard]] std::string noSourcesText();

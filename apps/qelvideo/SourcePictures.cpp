@@ -64,7 +64,7 @@ std::string figure(const Capturable& source, const std::filesystem::path& folder
   std::string view = "<div class=\"none\">no picture now</div>";
   std::string size;
   if (const CGImageRef picture = pictureOf(source)) {
-    // A unique ID holds letters, digits and dots.
+    // The unique ID of what has pictures holds letters, digits and dots.
     const std::string file = source.uniqueID() + ".png";
     savePicture(*picture, folder / file);
     view = "<a href=\"" + file + "\"><img src=\"" + file + "\" alt=\"\"></a>";

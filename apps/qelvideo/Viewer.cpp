@@ -151,6 +151,7 @@ void showSource(const Context& context, const ViewJob& job) {
   Viewer viewer(context, job);
   RecordingLimits limits;
   limits.frames = job.frames;
+  limits.framesPerSecond = framesPerSecond(*source);
   if (!limits.frames && !job.screenshot.empty() && !viewer.isInWindow()) limits.frames = 1;
   const auto recorder =
       std::make_shared<Recorder>(context.terminal, limits, std::make_shared<ViewFeed>(viewer.frames()));

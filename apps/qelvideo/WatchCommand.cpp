@@ -1,3 +1,4 @@
+#include <QelUtilVideo/CapturableDeviceManager.h>
 #include <QelUtilVideo/CapturableScreen.h>
 #include <QelUtilVideo/CapturableWindow.h>
 #include <QelUtilVideo/CapturableWindowManager.h>
@@ -34,7 +35,10 @@ class SourceWatch {
     for (const auto& screen : CapturableWindowManager::screens()) note(SourceEvent::What::present, *screen);
     windows_ = CapturableWindowManager::windows();
     for (const auto& window : windows_) note(SourceEvent::What::present, *window);
+    for (const auto& device : CapturableDeviceManager::allDevices())
+      note(SourceEvent::What::present, *device);
     observe(CapturableWindowManager::didRefreshNotification());
+    observe(CapturableDeviceManager::didRefreshNotification());
   }
   SourceWatch(const SourceWatch&) = delete;
   SourceWatch& operator=(const SourceWatch&) = delete;
@@ -105,9 +109,10 @@ void watch(const Context& context, bool json) {
 void addWatchCommand(CLI::App& app, Action& action) {
   CLI::App* command = app.add_subcommand("watch", "Print what connects and disconnects");
   command->footer(
-      "First what there is, then one line for each display or window that comes or goes, until Ctrl-C, or "
-      "until the "
-      "pipe at standard input or the reader of standard output is closed.");
+      "First what there is, then one line for each display, window or camera that comes or goes, until "
+      "Ctrl-C, "
+      "or until the pipe at standard input or the reader of standard output is closed. Displays come twice, "
+      "once as devices that stream.");
   const auto json = std::make_shared<bool>(false);
   command->add_flag("--json", *json, "Print each line as a JSON object");
   command->callback([&action, json] { action = [json](const Context& context) { watch(context, *json); }; });

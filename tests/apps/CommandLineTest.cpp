@@ -66,14 +66,14 @@ class CommandLine : public testing::Test {
     display = server->display();
   }
   /// The frames that follow the header of a film of this size; -1 when it does not end with a frame.
-  long framesOf(const std::string& name, std::size_t width, std::size_t height) {
+  long framesOf(const std::string& name, std::size_t width, std::size_t height, double seconds = 0.1) {
     const std::string film = folder.read(name);
     const std::size_t line = film.find('\n');
     if (line == std::string::npos) return -1;
     const auto header = qelvideo::Y4mHeader::parse(film.substr(0, line));
     EXPECT_EQ(header.width, width);
     EXPECT_EQ(header.height, height);
-    EXPECT_DOUBLE_EQ(header.frameDuration(), 0.1);
+    EXPECT_DOUBLE_EQ(header.frameDuration(), seconds);
     const std::size_t frame = 6 + header.frameSize();
     return (film.size() - line - 1) % frame ? -1 : static_cast<long>((film.size() - line - 1) / frame);
   }
@@ -150,7 +150,7 @@ TEST_F(CommandLine, listsWindowsTakesThemAndTellsWhatHappensToThem) {
   expect(0, "qelvideo snapshot $(cat window) -o picture.png", {"picture.png: 200x150"});
   expect(0,
          "qelvideo list --images pictures && grep -c '<img' pictures/index.html && ls pictures/*.png | wc -l",
-         {"Slides", "\n2\n", "2"}, {"pictures/index.html"});
+         {"Slides", "\n3\n", "3"}, {"pictures/index.html"});
   expect(2, "qelvideo capture 1 -o a.y4m --overlay 5", {}, {"4711:101"});
 
   run("(sleep 9 | $Q watch --json >events) & for i in {1..90}; do grep -q Slides events && break; sleep 0.1; "
@@ -182,6 +182,11 @@ TEST_F(CommandLine, capturesAFilmOfWholeFramesWithEventsAndStatistics) {
   EXPECT_NEAR(json["seconds"].get<double>(), 1, 0.3);
   EXPECT_EQ(json["bytes"], folder.read("film.y4m").size());
   EXPECT_NEAR(static_cast<double>(framesOf("film.y4m", 65, 47)), 10, 1);
+
+  const auto device = nlohmann::json::parse(run("qelvideo list --json").output)["displayDevices"][0];
+  expect(0, "qelvideo capture " + device["uniqueID"].get<std::string>() + " --frames 7 -o film.y4m",
+         {"7 frames in 0.2"});
+  EXPECT_EQ(framesOf("film.y4m", 65, 47, 1.0 / 30), 7);
 }
 
 TEST_F(CommandLine, aClosedPipeAndAnInterruptionEndACaptureCleanly) {
@@ -220,7 +225,8 @@ TEST_F(CommandLine, watchTellsWhatComesAndGoesUntilNobodyIsThere) {
       "sleep 0.7) | qelvideo watch --json",
       {R"("event":"present","kind":"display")", "\n{\"time\":\"", R"(Z","event":"connected")",
        R"("name":"Side","uniqueID":"QelUtilVideo.)", "disconnected", "Side"});
-  EXPECT_EQ(std::count(watched.output.begin(), watched.output.end(), '\n'), 3);
+  EXPECT_EQ(std::count(watched.output.begin(), watched.output.end(), '\n'), 6)
+      << "each twice, once as a device";
   expect(0, "mkfifo in; { qelvideo watch <>in; echo status $? >&2; } | head -n 1",
          {"  present       display  "}, {"status 0"});
   expect(1, "qelvideo watch >/dev/full", {}, {"space"});

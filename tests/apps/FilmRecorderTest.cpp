@@ -33,7 +33,7 @@ CVPixelBufferRef picture(std::size_t width, std::size_t height) {
 
 std::shared_ptr<FilmRecorder> film(const std::string& path) {
   const auto cancellation = std::make_shared<Cancellation>();
-  return std::make_shared<FilmRecorder>(ByteOutput::open(path, cancellation), cancellation);
+  return std::make_shared<FilmRecorder>(ByteOutput::open(path, cancellation), cancellation, 10);
 }
 
 std::vector<std::byte> bytes(std::size_t count, char value) {
