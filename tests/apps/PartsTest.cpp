@@ -87,7 +87,7 @@ TEST(SourceEvent, isOneLineWhateverTheName) {
   EXPECT_EQ(event.json(), R"({"time":"2030-01-01T00:00:00.007Z","event":"connected","kind":"window",)"
                           R"("name":"a\n\u001b[2J)"
                           "\xef\xbf\xbd \xc3\xa9\",\"uniqueID\":\"Lib.7\"}");
-  EXPECT_EQ(event.text().substr(8), "  connected     window   a??[2J\xff \xc3\xa9  Lib.7");
+  EXPECT_EQ(event.text().substr(8), "  connected     window          a??[2J\xff \xc3\xa9  Lib.7");
 }
 
 TEST(MachineReport, onlyWhatIsMissingForDisplaysAndViewsIsDecisive) {

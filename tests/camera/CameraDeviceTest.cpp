@@ -14,7 +14,9 @@
 #include <map>
 
 /// The preloaded library comes before the sanitizer's.
-extern "C" const char* __asan_default_options() { return "verify_asan_link_order=0"; }
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
+  return "verify_asan_link_order=0";
+}
 
 namespace QelUtilVideo {
 namespace {

@@ -324,6 +324,9 @@ int CameraModel::stream(File file, int type, bool isOn) {
     return 0;
   }
   if (buffers_.empty()) return EINVAL;
+  while (pictures_.size() < kPictures) {
+    pictures_.push_back(testPicture(shape_, static_cast<std::uint32_t>(pictures_.size())));
+  }
   isStreaming_ = true;
   sequence_ = 0;
   changed_.notify_all();
@@ -423,9 +426,6 @@ void CameraModel::fillNext(Lock& lock, Time due) {
   }
   const std::uint32_t index = queued_.front();
   queued_.pop_front();
-  while (pictures_.size() < kPictures) {
-    pictures_.push_back(testPicture(shape_, static_cast<std::uint32_t>(pictures_.size())));
-  }
   std::vector<std::uint8_t> picture = pictures_[sequence % kPictures];
   if (corrupt_ > 0 && corrupt_--) {
     std::fill(picture.begin() + static_cast<std::ptrdiff_t>(picture.size() / 2), picture.end(),

@@ -42,8 +42,14 @@ std::unique_ptr<EmulatedCamera> EmulatedCamera::start(const Options& options) {
   ::posix_spawn_file_actions_init(&actions);
   ::posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
   ::posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-  const int failed =
-      ::posix_spawn(&camera->process_, words[0].c_str(), &actions, nullptr, arguments.data(), environ);
+  // What is preloaded here, to make a world up, has no place in the camera.
+  std::vector<char*> environment;
+  for (char** entry = environ; *entry; ++entry) {
+    if (!std::string_view(*entry).starts_with("LD_PRELOAD=")) environment.push_back(*entry);
+  }
+  environment.push_back(nullptr);
+  const int failed = ::posix_spawn(&camera->process_, words[0].c_str(), &actions, nullptr, arguments.data(),
+                                   environment.data());
   ::posix_spawn_file_actions_destroy(&actions);
   ::close(input[0]);
   ::close(output[1]);

@@ -9,10 +9,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <thread>
 
 namespace qeltest {
 
@@ -71,9 +73,11 @@ void UdevTestbed::tidy() {
 }
 
 namespace {
-/// What umockdev makes once.
+/// What umockdev makes once, some of it on a thread.
 const WarmUp kWarmUp([] {
-  if (!UdevTestbed::whyNot()) UdevTestbed();
+  if (UdevTestbed::whyNot()) return;
+  UdevTestbed();
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
 });
 }  // namespace
 

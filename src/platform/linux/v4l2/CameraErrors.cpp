@@ -75,17 +75,11 @@ std::string whoHolds(const std::string& path) {
   fs::directory_iterator processes("/proc", error);
   for (; !error && processes != fs::directory_iterator(); processes.increment(error)) {
     const auto number = processNumber(processes->path());
-    if (!number || !holds(processes->path(), *node)) continue;
-    if (*number == ::getpid()) {
-      names.emplace_back("this program");
-      continue;
-    }
+    if (!number || *number == ::getpid() || !holds(processes->path(), *node)) continue;
     std::string name;
     std::getline(std::ifstream(processes->path() / "comm"), name);
     names.push_back((name.empty() ? "a program" : name) + " (process " + std::to_string(*number) + ")");
   }
-  // Others are more telling: whoever asks has the node open, too.
-  if (names.size() > 1) std::erase(names, "this program");
   std::string text;
   for (std::size_t i = 0; i < names.size() && i < mostNames; ++i) {
     text += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + names[i];
@@ -147,6 +141,10 @@ NSError noCameraFormat(const std::vector<std::uint32_t>& formats) {
   }
   return captureError(EINVAL, "The camera offers none of the picture formats that can be used here, only " +
                                   names + ": use another one");
+}
+
+NSError cameraTaken() {
+  return captureError(EBUSY, "The camera is in use by another capture of this program: end that one first");
 }
 
 NSError cameraUnplugged() { return captureError(ENODEV, "The camera was unplugged"); }

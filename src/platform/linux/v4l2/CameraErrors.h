@@ -17,6 +17,9 @@ namespace QelUtilVideo {
 /// It was there when the stream began.
 [[nodiscard]] NSError cameraUnplugged();
 
+/// Another stream of this process has it.
+[[nodiscard]] NSError cameraTaken();
+
 /// What keeps this process from opening the node, and the remedy; for people.
 [[nodiscard]] std::string whyForbidden(const std::string& path);
 

@@ -100,7 +100,7 @@ Result<std::unique_ptr<CaptureStream>> CameraInput::open(
   auto camera = std::make_shared<RunningCamera>();
   camera->path = path_;
   camera->turn = turns_->take(path_, kTurnPatience);
-  if (!camera->turn) return cameraError(path_, EBUSY);
+  if (!camera->turn) return cameraTaken();
   auto [node, error] = openVideoNode(path_);
   if (!node) return cameraError(path_, error);
   camera->node = std::move(node);
