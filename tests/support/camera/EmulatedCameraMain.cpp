@@ -31,6 +31,11 @@
 #include <string>
 #include <thread>
 
+/// The FUSE library keeps the name of what it has mounted, which somebody else unmounts.
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
+  return "leak:fuse_session_mount\n";
+}
+
 namespace {
 
 using namespace qeltest;

@@ -11,7 +11,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -181,11 +180,7 @@ std::unique_ptr<FuseNode> FuseNode::mount(const std::string& path, const CameraO
 FuseNode::~FuseNode() {
   remove();
   polls_->handles.clear();
-  if (!session_) return;
-  // The library forgets about the mount, which is gone, and would complain about that.
-  fuse_set_log_func([](fuse_log_level, const char*, va_list) {});
-  fuse_session_unmount(session_);
-  fuse_session_destroy(session_);
+  if (session_) fuse_session_destroy(session_);
 }
 
 int FuseNode::descriptor() const { return fuse_session_exited(session_) ? -1 : fuse_session_fd(session_); }
