@@ -1,5 +1,5 @@
-// What the device session adds to each frame of a camera: from the platform's sample to the host's delegate, with
-// a count of the allocations.
+// What the device session adds to each frame of a camera: from the platform's sample to the host's delegate,
+// with a count of the allocations.
 //
 //   build/bench/bin/device_session_bench
 
@@ -22,13 +22,13 @@ std::atomic<std::int64_t> allocations{0};
 }
 
 // NOLINTBEGIN(cppcoreguidelines-no-malloc)
-void* operator new(std::size_t size) {
+[[gnu::noinline]] void* operator new(std::size_t size) {
   allocations.fetch_add(1, std::memory_order_relaxed);
   if (void* memory = std::malloc(size)) return memory;
   throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 // NOLINTEND(cppcoreguidelines-no-malloc)
 
 namespace {
@@ -97,8 +97,8 @@ void deliverOneFrame(benchmark::State& state) {
   const auto session = camera->session();
   const auto output = machine->captureDevices().makeVideoDataOutput();
   CMSampleBuffer sample;
-  static_cast<void>(CVPixelBufferCreate(1280, 720, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange,
-                                        sample.imageBuffer));
+  static_cast<void>(
+      CVPixelBufferCreate(1280, 720, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, sample.imageBuffer));
   const std::int64_t before = allocations;
   for (auto _ : state) session->captureOutput(*output, sample);
   state.counters["allocations"] =

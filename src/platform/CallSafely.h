@@ -3,6 +3,7 @@
 #include <exception>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace QelUtilVideo {
@@ -12,13 +13,13 @@ using TroubleHandler = std::function<void(const std::string& text)>;
 
 /// Calls the function; an exception ends here and is reported as "WHAT threw: TEXT".
 template <class Function>
-void callSafely(const TroubleHandler& trouble, const std::string& what, Function&& function) {
+void callSafely(const TroubleHandler& trouble, std::string_view what, Function&& function) {
   try {
     std::forward<Function>(function)();
   } catch (const std::exception& exception) {
-    if (trouble) trouble(what + " threw: " + exception.what());
+    if (trouble) trouble(std::string(what) + " threw: " + exception.what());
   } catch (...) {
-    if (trouble) trouble(what + " threw something that is not an exception");
+    if (trouble) trouble(std::string(what) + " threw something that is not an exception");
   }
 }
 
