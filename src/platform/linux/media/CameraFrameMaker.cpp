@@ -166,8 +166,8 @@ bool convertYUV(CameraPixels pixels, const Conversion& conversion) {
 }
 
 /// What brings the pixels' bytes into the order blue, green, red, anything; null where they already are.
-/// libyuv names the order of 32 bits from the highest byte of a little-endian word, and that of 24 bits, but
-/// for "RAW", likewise.
+/// libyuv names an order from the highest byte of a little-endian word, so that its RGB24 begins with blue;
+/// what begins with red it calls RAW.
 StripConverter::Shuffle shuffleOf(CameraPixels pixels) {
   switch (pixels) {
     case CameraPixels::rgb24:

@@ -53,7 +53,7 @@ bool succeeded(int result, tjhandle decoder, std::span<const std::byte> file) {
   return warning.find("extraneous bytes before marker") != std::string_view::npos && hasEnd(file);
 }
 
-/// Both pictures have `width` columns; `second` may be the first row again.
+/// Two rows of one plane that become one; `second` may be the first again.
 struct ChromaRow {
   const std::uint8_t* first;
   const std::uint8_t* second;

@@ -145,7 +145,8 @@ CVPixelBufferRef frameOf(CameraFrameMaker& maker, const Bytes& file) {
   return maker.make(picture);
 }
 
-/// Fails unless the frame shows the known picture, or its luma where it has no chroma.
+/// Fails unless the frame shows the known picture, or its luma where it has no chroma. Wipes it then, because
+/// the next frame has its memory.
 void expectPicture(const CVPixelBufferRef& frame, Size size, double tolerance, bool isGrey = false) {
   ASSERT_TRUE(frame);
   ASSERT_EQ(frame->format(), kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange);
@@ -160,6 +161,7 @@ void expectPicture(const CVPixelBufferRef& frame, Size size, double tolerance, b
             << "plane " << plane << " at " << x << ", " << y << " of " << size.first << " x " << size.second;
       }
     }
+    std::fill_n(found.baseAddress, found.bytesPerRow * found.height, std::byte{0});
   }
 }
 
