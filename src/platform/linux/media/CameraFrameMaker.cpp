@@ -1,210 +1,222 @@
 #include "platform/linux/media/CameraFrameMaker.h"
 
 #include "platform/linux/media/CodeRange.h"
+#include "platform/linux/media/LockedPixels.h"
+#include "platform/linux/media/StripConverter.h"
 
 #include <libyuv.h>
 
-#include <algorithm>
+#include <array>
+#include <cstdint>
 #include <new>
-#include <span>
-#include <utility>
 
 namespace QelUtilVideo {
 
 namespace {
 
-constexpr std::size_t kMostSide = 16384;
-/// Few enough rows to stay in the cache; even, so that strips share no row of chroma.
-constexpr std::size_t kStripRows = 16;
+constexpr std::size_t kLargestSide = 16384;
+/// Longer rows could not be walked with libyuv's strides.
+constexpr std::size_t kLongestRow = std::size_t{1} << 28;
 
-/// What one plane of a picture needs.
-struct PlaneNeed {
-  std::size_t rowBytes;
-  std::size_t rows;
+bool isSide(std::size_t length) { return length >= 1 && length <= kLargestSide; }
+
+/// What the picture's size asks of a plane; of one that the pixels do not have, nothing.
+struct PlaneNeeds {
+  std::size_t rowBytes = 0;
+  std::size_t rows = 0;
+
+  [[nodiscard]] bool areMetBy(const CameraPlane& plane) const {
+    if (rows == 0) return true;
+    if (!plane.bytes || plane.bytesPerRow < rowBytes || plane.bytesPerRow > kLongestRow) return false;
+    return plane.size >= plane.bytesPerRow * (rows - 1) + rowBytes;
+  }
 };
 
-std::vector<PlaneNeed> needsOf(const CameraPicture& picture) {
-  const std::size_t width = picture.width, height = picture.height;
-  const std::size_t halfWidth = (width + 1) / 2, halfHeight = (height + 1) / 2;
-  switch (picture.pixels) {
+/// Of pixels that nobody knows, no plane has any rows.
+std::array<PlaneNeeds, 3> needsOf(CameraPixels pixels, std::size_t width, std::size_t height) {
+  const std::size_t halfWidth = (width + 1) / 2;
+  const std::size_t halfHeight = (height + 1) / 2;
+  switch (pixels) {
     case CameraPixels::nv12:
     case CameraPixels::nv21:
-      return {{width, height}, {2 * halfWidth, halfHeight}};
-    case CameraPixels::yuv420:
-    case CameraPixels::yvu420:
-      return {{width, height}, {halfWidth, halfHeight}, {halfWidth, halfHeight}};
-    case CameraPixels::yuv422:
-      return {{width, height}, {halfWidth, height}, {halfWidth, height}};
+      return {{{width, height}, {2 * halfWidth, halfHeight}, {}}};
     case CameraPixels::yuyv:
     case CameraPixels::uyvy:
     case CameraPixels::yvyu:
     case CameraPixels::vyuy:
-      return {{4 * halfWidth, height}};
+      return {{{4 * halfWidth, height}, {}, {}}};
+    case CameraPixels::yuv420:
+    case CameraPixels::yvu420:
+      return {{{width, height}, {halfWidth, halfHeight}, {halfWidth, halfHeight}}};
+    case CameraPixels::yuv422:
+      return {{{width, height}, {halfWidth, height}, {halfWidth, height}}};
     case CameraPixels::rgb24:
     case CameraPixels::bgr24:
-      return {{3 * width, height}};
+      return {{{3 * width, height}, {}, {}}};
     case CameraPixels::bgrx:
     case CameraPixels::rgbx:
     case CameraPixels::xrgb:
-      return {{4 * width, height}};
+      return {{{4 * width, height}, {}, {}}};
     case CameraPixels::grey:
-      return {{width, height}};
+      return {{{width, height}, {}, {}}};
     case CameraPixels::motionJPEG:
       break;
   }
   return {};
 }
 
-bool isWhole(const CameraPicture& picture) {
-  if (picture.width == 0 || picture.height == 0 || picture.width > kMostSide || picture.height > kMostSide)
-    return false;
-  const std::vector<PlaneNeed> needs = needsOf(picture);
+bool hasItsBytes(const CameraPicture& picture) {
+  const auto needs = needsOf(picture.pixels, picture.width, picture.height);
+  if (needs[0].rows == 0) return false;
   for (std::size_t i = 0; i < needs.size(); ++i) {
-    const CameraPlane& plane = picture.planes[i];
-    constexpr std::size_t mostStride = std::size_t{1} << 24;
-    if (!plane.bytes || plane.bytesPerRow < needs[i].rowBytes || plane.bytesPerRow > mostStride) return false;
-    if (plane.size < plane.bytesPerRow * (needs[i].rows - 1) + needs[i].rowBytes) return false;
+    if (!needs[i].areMetBy(picture.planes[i])) return false;
   }
   return true;
 }
 
-/// A plane as libyuv wants it.
-struct Source {
-  explicit Source(const CameraPlane& plane)
-      : rows(reinterpret_cast<const std::uint8_t*>(plane.bytes)),
-        stride(static_cast<int>(plane.bytesPerRow)) {}
-  const std::uint8_t* rows;
-  int stride;
+/// A picture's planes, whose bytes have been counted, and the frame's.
+struct Conversion {
+  std::array<SourceRows, 3> from;
+  Rows luma;
+  Rows chroma;
+
+  Conversion(const CameraPicture& picture, const LockedPixels& frame)
+      : luma(frame.plane(0)), chroma(frame.plane(1)) {
+    for (std::size_t i = 0; i < from.size(); ++i) {
+      const CameraPlane& plane = picture.planes[i];
+      from[i] = {reinterpret_cast<const std::uint8_t*>(plane.bytes), static_cast<int>(plane.bytesPerRow),
+                 luma.width, luma.height};
+    }
+  }
+
+  void copyLuma() const {
+    libyuv::CopyPlane(from[0].first, from[0].stride, luma.first, luma.stride, luma.width, luma.height);
+  }
+  void copyBiPlanar() const {
+    copyLuma();
+    libyuv::CopyPlane(from[1].first, from[1].stride, chroma.first, chroma.stride, 2 * chroma.width,
+                      chroma.height);
+  }
+  void copyGrey() const {
+    copyLuma();
+    libyuv::SetPlane(chroma.first, chroma.stride, 2 * chroma.width, chroma.height, 128);
+  }
+  void swapBiPlanar() const {
+    libyuv::NV21ToNV12(from[0].first, from[0].stride, from[1].first, from[1].stride, luma.first, luma.stride,
+                       chroma.first, chroma.stride, luma.width, luma.height);
+  }
+  /// `convert` is one of libyuv's functions for packed 4:2:2.
+  template <class Convert>
+  void unpack(Convert convert) const {
+    convert(from[0].first, from[0].stride, luma.first, luma.stride, chroma.first, chroma.stride, luma.width,
+            luma.height);
+  }
+  void swapChroma() const {
+    libyuv::SwapUVPlane(chroma.first, chroma.stride, chroma.first, chroma.stride, chroma.width,
+                        chroma.height);
+  }
+  /// `convert` is one of libyuv's functions for three planes; it interleaves `first` before `second`.
+  template <class Convert>
+  void interleave(Convert convert, const SourceRows& first, const SourceRows& second) const {
+    convert(from[0].first, from[0].stride, first.first, first.stride, second.first, second.stride, luma.first,
+            luma.stride, chroma.first, chroma.stride, luma.width, luma.height);
+  }
 };
 
-struct Target {
-  explicit Target(const PixelPlane& plane)
-      : rows(reinterpret_cast<std::uint8_t*>(plane.baseAddress)),
-        stride(static_cast<int>(plane.bytesPerRow)),
-        width(static_cast<int>(plane.width)),
-        height(static_cast<int>(plane.height)) {}
-  std::uint8_t* rows;
-  int stride;
-  int width;
-  int height;
-};
+/// Nothing when the pixels are red, green and blue.
+bool convertYUV(CameraPixels pixels, const Conversion& conversion) {
+  const auto& [luma, second, third] = conversion.from;
+  switch (pixels) {
+    case CameraPixels::nv12:
+      conversion.copyBiPlanar();
+      return true;
+    case CameraPixels::nv21:
+      conversion.swapBiPlanar();
+      return true;
+    case CameraPixels::yuyv:
+      conversion.unpack(libyuv::YUY2ToNV12);
+      return true;
+    case CameraPixels::uyvy:
+      conversion.unpack(libyuv::UYVYToNV12);
+      return true;
+    case CameraPixels::yvyu:
+      conversion.unpack(libyuv::YUY2ToNV12);
+      conversion.swapChroma();
+      return true;
+    case CameraPixels::vyuy:
+      conversion.unpack(libyuv::UYVYToNV12);
+      conversion.swapChroma();
+      return true;
+    case CameraPixels::yuv420:
+      conversion.interleave(libyuv::I420ToNV12, second, third);
+      return true;
+    case CameraPixels::yvu420:
+      conversion.interleave(libyuv::I420ToNV12, third, second);
+      return true;
+    case CameraPixels::yuv422:
+      // Its order of chroma is Cr, Cb: what it takes for Cb comes second.
+      conversion.interleave(libyuv::I422ToNV21, third, second);
+      return true;
+    case CameraPixels::grey:
+      conversion.copyGrey();
+      return true;
+    default:
+      return false;
+  }
+}
+
+/// What brings the pixels' bytes into the order blue, green, red, anything; null where they already are.
+/// libyuv names an order from the highest byte of a little-endian word, so that its RGB24 begins with blue;
+/// what begins with red it calls RAW.
+StripConverter::Shuffle shuffleOf(CameraPixels pixels) {
+  switch (pixels) {
+    case CameraPixels::rgb24:
+      return libyuv::RAWToARGB;
+    case CameraPixels::bgr24:
+      return libyuv::RGB24ToARGB;
+    case CameraPixels::rgbx:
+      return libyuv::ABGRToARGB;
+    case CameraPixels::xrgb:
+      return libyuv::BGRAToARGB;
+    default:
+      return nullptr;
+  }
+}
+
+void convert(const CameraPicture& picture, const LockedPixels& frame) {
+  const Conversion conversion(picture, frame);
+  if (!convertYUV(picture.pixels, conversion)) {
+    StripConverter(conversion.from[0], shuffleOf(picture.pixels), frame, false).convert();
+    return;
+  }
+  if (!picture.isFullRange) return;
+  lumaToVideoRange(conversion.luma);
+  chromaToVideoRange(conversion.chroma);
+}
 
 }  // namespace
 
 CVPixelBufferRef CameraFrameMaker::make(const CameraPicture& picture) try {
+  if (!isSide(picture.width) || !isSide(picture.height)) return nullptr;
   if (picture.pixels == CameraPixels::motionJPEG) {
     const CameraPlane& file = picture.planes[0];
-    return jpeg_.decode(std::span(file.bytes, file.bytes ? file.size : 0),
+    return jpeg_.decode({file.bytes, file.bytes ? file.size : 0},
                         [this](std::size_t width, std::size_t height) { return newFrame(width, height); });
   }
-  if (!isWhole(picture)) return nullptr;
-  auto frame = convert(picture);
-  if (!frame || !picture.isFullRange) return frame;
-  const PixelPlane &luma = frame->planes()[0], &chroma = frame->planes()[1];
-  narrowLuma({Target(luma).rows, luma.bytesPerRow, luma.width, luma.height});
-  narrowChroma({Target(chroma).rows, chroma.bytesPerRow, 2 * chroma.width, chroma.height});
+  if (!hasItsBytes(picture)) return nullptr;
+  CVPixelBufferRef frame = newFrame(picture.width, picture.height);
+  if (frame) convert(picture, LockedPixels(*frame));
   return frame;
 } catch (const std::bad_alloc&) {
   return nullptr;
 }
 
 CVPixelBufferRef CameraFrameMaker::newFrame(std::size_t width, std::size_t height) {
+  if (!isSide(width) || !isSide(height)) return nullptr;
   if (!pool_ || pool_->width() != width || pool_->height() != height) {
     pool_ = CVPixelBufferPool::make(width, height, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange);
   }
   return pool_ ? pool_->makePixelBuffer() : nullptr;
-}
-
-CVPixelBufferRef CameraFrameMaker::convert(const CameraPicture& picture) {
-  switch (picture.pixels) {
-    case CameraPixels::yuyv:
-    case CameraPixels::yvyu:
-      return convertPacked(picture, kCVPixelFormatType_422YpCbCr8_yuvs);
-    case CameraPixels::uyvy:
-    case CameraPixels::vyuy:
-      return convertPacked(picture, kCVPixelFormatType_422YpCbCr8);
-    case CameraPixels::bgrx:
-      return convertPacked(picture, kCVPixelFormatType_32BGRA);
-    case CameraPixels::rgbx:
-      return convertPacked(picture, kCVPixelFormatType_32RGBA);
-    case CameraPixels::xrgb:
-      return convertPacked(picture, kCVPixelFormatType_32ARGB);
-    case CameraPixels::rgb24:
-    case CameraPixels::bgr24:
-      return convertColours(picture);
-    default:
-      return convertPlanes(picture);
-  }
-}
-
-CVPixelBufferRef CameraFrameMaker::convertPacked(const CameraPicture& picture, OSType format) {
-  CVPixelBufferRef wrapped;
-  const CameraPlane& plane = picture.planes[0];
-  // Nobody writes to it.
-  if (CVPixelBufferCreateWithBytes(picture.width, picture.height, format, const_cast<std::byte*>(plane.bytes),
-                                   plane.bytesPerRow, nullptr, wrapped) != kCVReturnSuccess) {
-    return nullptr;
-  }
-  auto frame = converter_.convert(wrapped);
-  if (!frame || (picture.pixels != CameraPixels::yvyu && picture.pixels != CameraPixels::vyuy)) return frame;
-  const Target chroma(frame->planes()[1]);
-  libyuv::SwapUVPlane(chroma.rows, chroma.stride, chroma.rows, chroma.stride, chroma.width, chroma.height);
-  return frame;
-}
-
-CVPixelBufferRef CameraFrameMaker::convertPlanes(const CameraPicture& picture) {
-  auto frame = newFrame(picture.width, picture.height);
-  if (!frame) return nullptr;
-  const Target luma(frame->planes()[0]), chroma(frame->planes()[1]);
-  const Source y(picture.planes[0]), second(picture.planes[1]), third(picture.planes[2]);
-  switch (picture.pixels) {
-    case CameraPixels::nv12:
-      libyuv::CopyPlane(y.rows, y.stride, luma.rows, luma.stride, luma.width, luma.height);
-      libyuv::CopyPlane(second.rows, second.stride, chroma.rows, chroma.stride, 2 * chroma.width,
-                        chroma.height);
-      break;
-    case CameraPixels::nv21:
-      (void)libyuv::NV21ToNV12(y.rows, y.stride, second.rows, second.stride, luma.rows, luma.stride,
-                               chroma.rows, chroma.stride, luma.width, luma.height);
-      break;
-    case CameraPixels::yuv420:
-    case CameraPixels::yvu420: {
-      const bool isBlueFirst = picture.pixels == CameraPixels::yuv420;
-      const Source &blue = isBlueFirst ? second : third, &red = isBlueFirst ? third : second;
-      (void)libyuv::I420ToNV12(y.rows, y.stride, blue.rows, blue.stride, red.rows, red.stride, luma.rows,
-                               luma.stride, chroma.rows, chroma.stride, luma.width, luma.height);
-      break;
-    }
-    case CameraPixels::yuv422:
-      // The other order of the two, from the other order of the two.
-      (void)libyuv::I422ToNV21(y.rows, y.stride, third.rows, third.stride, second.rows, second.stride,
-                               luma.rows, luma.stride, chroma.rows, chroma.stride, luma.width, luma.height);
-      break;
-    default:
-      libyuv::CopyPlane(y.rows, y.stride, luma.rows, luma.stride, luma.width, luma.height);
-      libyuv::SetPlane(chroma.rows, chroma.stride, 2 * chroma.width, chroma.height, 128);
-      break;
-  }
-  return frame;
-}
-
-CVPixelBufferRef CameraFrameMaker::convertColours(const CameraPicture& picture) {
-  auto frame = newFrame(picture.width, picture.height);
-  if (!frame) return nullptr;
-  const Target luma(frame->planes()[0]), chroma(frame->planes()[1]);
-  const Source source(picture.planes[0]);
-  // libyuv names the order from the highest byte of a little-endian word.
-  const auto widen = picture.pixels == CameraPixels::bgr24 ? libyuv::RGB24ToARGB : libyuv::RAWToARGB;
-  const int stride = 4 * luma.width;
-  strip_.resize(kStripRows * static_cast<std::size_t>(stride));
-  for (std::size_t top = 0; top < picture.height; top += kStripRows) {
-    const auto rows = static_cast<int>(std::min(kStripRows, picture.height - top));
-    const auto at = static_cast<std::ptrdiff_t>(top);
-    widen(source.rows + at * source.stride, source.stride, strip_.data(), stride, luma.width, rows);
-    libyuv::ARGBToNV12(strip_.data(), stride, luma.rows + at * luma.stride, luma.stride,
-                       chroma.rows + at / 2 * chroma.stride, chroma.stride, luma.width, rows);
-  }
-  return frame;
 }
 
 }  // namespace QelUtilVideo

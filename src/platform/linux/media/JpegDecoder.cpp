@@ -1,122 +1,196 @@
 #include "platform/linux/media/JpegDecoder.h"
 
 #include "platform/linux/media/CodeRange.h"
+#include "platform/linux/media/LockedPixels.h"
 
 #include <libyuv.h>
 #include <turbojpeg.h>
 
-#include <array>
+#include <algorithm>
 #include <memory>
 #include <string_view>
+#include <type_traits>
 
 namespace QelUtilVideo {
 
-/// A size, and how the chroma is sampled.
-struct JpegDecoder::Header {
-  int width = 0;
-  int height = 0;
-  int subsampling = -1;
-  int colours = -1;
-
-  [[nodiscard]] bool isUseful() const {
-    constexpr int mostSide = 16384;
-    const bool isSized = width > 0 && height > 0 && width <= mostSide && height <= mostSide;
-    return isSized && subsampling >= 0 && subsampling < TJ_NUMSAMP &&
-           (colours == TJCS_YCbCr || colours == TJCS_GRAY);
-  }
-  [[nodiscard]] bool isGrey() const { return subsampling == TJSAMP_GRAY; }
-  [[nodiscard]] int planeWidth(int plane) const { return tjPlaneWidth(plane, width, subsampling); }
-  [[nodiscard]] int planeHeight(int plane) const { return tjPlaneHeight(plane, height, subsampling); }
-  [[nodiscard]] std::size_t planeSize(int plane) const {
-    return static_cast<std::size_t>(planeWidth(plane)) * static_cast<std::size_t>(planeHeight(plane));
-  }
-};
-
 namespace {
 
-struct Destroy {
-  void operator()(void* decoder) const { (void)tjDestroy(decoder); }
+struct DestroyDecoder {
+  void operator()(void* decoder) const { tjDestroy(decoder); }
 };
+using Decoder = std::unique_ptr<std::remove_pointer_t<tjhandle>, DestroyDecoder>;
 
-const std::uint8_t* bytesOf(std::span<const std::byte> file) {
-  return reinterpret_cast<const std::uint8_t*>(file.data());
+const unsigned char* bytesOf(std::span<const std::byte> file) {
+  return reinterpret_cast<const unsigned char*>(file.data());
 }
 
-std::uint8_t* rowsOf(const PixelPlane& plane) { return reinterpret_cast<std::uint8_t*>(plane.baseAddress); }
+/// Whether the end-of-image marker is there. The decoder tells its first warning only, so that a missing end
+/// can hide behind a warning that is harmless.
+bool hasEnd(std::span<const std::byte> file) {
+  constexpr unsigned lead = 0xFF, stuffing = 0x00, temporary = 0x01, firstRestart = 0xD0, start = 0xD8,
+                     end = 0xD9;
+  std::size_t at = 0;
+  while (at + 1 < file.size()) {
+    const auto code = std::to_integer<unsigned>(file[at + 1]);
+    if (std::to_integer<unsigned>(file[at]) != lead || code == lead || code == stuffing) {
+      at += 1;
+      continue;
+    }
+    if (code == end) return true;
+    at += 2;
+    if (code == temporary || (code >= firstRestart && code <= start)) continue;
+    if (at + 1 >= file.size()) return false;
+    at += std::to_integer<std::size_t>(file[at]) << 8 | std::to_integer<std::size_t>(file[at + 1]);
+  }
+  return false;
+}
 
-/// Many cameras leave bytes between the parts of a file, which harm nobody.
-bool isHarmless(void* decoder) {
-  return tjGetErrorCode(decoder) == TJERR_WARNING &&
-         std::string_view(tjGetErrorStr2(decoder)).find("extraneous bytes") != std::string_view::npos;
+/// Whether a call that returned `result` did what it should.
+bool succeeded(int result, tjhandle decoder, std::span<const std::byte> file) {
+  if (result == 0) return true;
+  if (tjGetErrorCode(decoder) != TJERR_WARNING) return false;
+  const std::string_view warning = tjGetErrorStr2(decoder);
+  return warning.find("extraneous bytes before marker") != std::string_view::npos && hasEnd(file);
+}
+
+/// Two rows of one plane that become one; `second` may be the first again.
+struct ChromaRow {
+  const std::uint8_t* first;
+  const std::uint8_t* second;
+};
+
+std::uint8_t mean(unsigned sum, unsigned shift) {
+  return static_cast<std::uint8_t>((sum + (1U << shift >> 1)) >> shift);
+}
+
+/// Chroma of half the width already.
+void interleaveColumns(ChromaRow blue, ChromaRow red, std::uint8_t* target, std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x) {
+    target[2 * x] = videoChroma(mean(blue.first[x] + blue.second[x], 1));
+    target[2 * x + 1] = videoChroma(mean(red.first[x] + red.second[x], 1));
+  }
+}
+
+/// Chroma of the whole width, `columns`: two become one, and at an odd edge one.
+void interleavePairs(ChromaRow blue, ChromaRow red, std::uint8_t* target, std::size_t columns) {
+  const auto four = [](ChromaRow row, std::size_t x) {
+    return mean(row.first[x] + row.first[x + 1] + row.second[x] + row.second[x + 1], 2);
+  };
+  const std::size_t pairs = columns / 2;
+  for (std::size_t x = 0; x < pairs; ++x) {
+    target[2 * x] = videoChroma(four(blue, 2 * x));
+    target[2 * x + 1] = videoChroma(four(red, 2 * x));
+  }
+  const std::size_t last = columns - 1;
+  if (columns % 2 == 0) return;
+  interleaveColumns({blue.first + last, blue.second + last}, {red.first + last, red.second + last},
+                    target + 2 * pairs, 1);
+}
+
+/// Chroma of a quarter of the width: each column twice.
+void interleaveTwice(ChromaRow blue, ChromaRow red, std::uint8_t* target, std::size_t width) {
+  for (std::size_t x = 0; x < width; ++x) {
+    interleaveColumns({blue.first + x / 2, blue.second + x / 2}, {red.first + x / 2, red.second + x / 2},
+                      target + 2 * x, 1);
+  }
+}
+
+/// Chroma as the file has it becomes interleaved 4:2:0 in video range.
+void interleave(const SourceRows& blue, const SourceRows& red, int subsampling, const Rows& target,
+                int width) {
+  const bool isHalved = blue.height == target.height;
+  const std::size_t last = static_cast<std::size_t>(blue.height) - 1;
+  for (std::size_t y = 0; y < static_cast<std::size_t>(target.height); ++y) {
+    const std::size_t first = isHalved ? y : 2 * y;
+    const std::size_t second = isHalved ? y : std::min(2 * y + 1, last);
+    const ChromaRow blues{blue.row(first), blue.row(second)}, reds{red.row(first), red.row(second)};
+    const auto columns = static_cast<std::size_t>(target.width);
+    if (subsampling == TJSAMP_444 || subsampling == TJSAMP_440) {
+      interleavePairs(blues, reds, target.row(y), static_cast<std::size_t>(width));
+    } else if (subsampling == TJSAMP_411) {
+      interleaveTwice(blues, reds, target.row(y), columns);
+    } else {
+      interleaveColumns(blues, reds, target.row(y), columns);
+    }
+  }
+}
+
+/// Room for a plane as the decoder writes it: `width` and `height` include the padding of its blocks.
+Rows scratchPlane(std::vector<std::uint8_t>& memory, int width, int height) {
+  const std::size_t size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+  if (memory.size() != size) memory = std::vector<std::uint8_t>(size);  // gives back what a huge picture took
+  return {memory.data(), width, width, height};
 }
 
 }  // namespace
 
+struct JpegDecoder::Header {
+  int width = 0;  ///< stays 0 where the file has no picture
+  int height = 0;
+  int subsampling = -1;
+  int colourSpace = -1;
+
+  [[nodiscard]] bool isUsable(std::size_t fileSize) const {
+    const bool isKnown = subsampling == TJSAMP_444 || subsampling == TJSAMP_422 ||
+                         subsampling == TJSAMP_420 || subsampling == TJSAMP_GRAY ||
+                         subsampling == TJSAMP_440 || subsampling == TJSAMP_411;
+    if (width < 1 || height < 1 || !isKnown) return false;
+    if (colourSpace != TJCS_YCbCr && colourSpace != TJCS_GRAY) return false;
+    // Each block of eight by eight takes a bit at least, so that a few bytes cannot ask for a lot of memory.
+    const auto blocks =
+        static_cast<std::size_t>((width + 7) / 8) * static_cast<std::size_t>((height + 7) / 8);
+    return fileSize >= blocks / 8;
+  }
+};
+
 CVPixelBufferRef JpegDecoder::decode(std::span<const std::byte> file, const MakeFrame& makeFrame) {
-  // A fresh one each time: another keeps the Huffman tables of files that had some.
-  const std::unique_ptr<void, Destroy> decoder(tjInitDecompress());
+  // One that has decoded a picture with Huffman tables would use them for a picture without.
+  const Decoder decoder(tjInitDecompress());
   if (!decoder || file.empty()) return nullptr;
-  Header header;  // stays as it is where the file says no size
-  if (tjDecompressHeader3(decoder.get(), bytesOf(file), file.size(), &header.width, &header.height,
-                          &header.subsampling, &header.colours) != 0 ||
-      !header.isUseful()) {
-    return nullptr;
-  }
-  auto frame = makeFrame(static_cast<std::size_t>(header.width), static_cast<std::size_t>(header.height));
-  if (!frame || !decodeInto(*frame, decoder.get(), file, header)) return nullptr;
-  return frame;
+  Header header;
+  const int read = tjDecompressHeader3(decoder.get(), bytesOf(file), file.size(), &header.width,
+                                       &header.height, &header.subsampling, &header.colourSpace);
+  if (!succeeded(read, decoder.get(), file) || !header.isUsable(file.size())) return nullptr;
+  CVPixelBufferRef frame =
+      makeFrame(static_cast<std::size_t>(header.width), static_cast<std::size_t>(header.height));
+  if (!frame) return nullptr;
+  return decodeInto(LockedPixels(*frame), decoder.get(), file, header) ? frame : nullptr;
 }
 
-bool JpegDecoder::decodeInto(CVPixelBuffer& frame, void* decoder, std::span<const std::byte> file,
+bool JpegDecoder::decodeInto(const LockedPixels& frame, void* decoder, std::span<const std::byte> file,
                              const Header& header) {
-  const PixelPlane& luma = frame.planes()[0];
-  const auto stride = static_cast<int>(luma.bytesPerRow);
-  // The decoder fills whole blocks.
-  const bool fits = header.planeHeight(0) == header.height && header.planeWidth(0) <= stride;
-  if (!fits) luma_.resize(header.planeSize(0));
-  if (!header.isGrey()) {
-    blueDifference_.resize(header.planeSize(1));
-    redDifference_.resize(header.planeSize(2));
+  const Rows luma = frame.plane(0);
+  const Rows chroma = frame.plane(1);
+  const auto& [width, height, subsampling, colourSpace] = header;
+  const int paddedWidth = tjPlaneWidth(0, width, subsampling);
+  const int paddedHeight = tjPlaneHeight(0, height, subsampling);
+  if (paddedWidth < width || paddedHeight < height) return false;
+  const bool fits = paddedWidth <= luma.stride && paddedHeight <= luma.height;
+  const Rows decoded = fits ? luma : scratchPlane(planes_[0], paddedWidth, paddedHeight);
+  const bool isGrey = subsampling == TJSAMP_GRAY;
+  Rows blue, red;
+  if (!isGrey) {
+    const int chromaWidth = tjPlaneWidth(1, width, subsampling);
+    const int chromaHeight = tjPlaneHeight(1, height, subsampling);
+    if (chromaWidth < 1 || chromaHeight < 1) return false;
+    blue = scratchPlane(planes_[1], chromaWidth, chromaHeight);
+    red = scratchPlane(planes_[2], chromaWidth, chromaHeight);
   }
-  std::array<unsigned char*, 3> planes{fits ? rowsOf(luma) : luma_.data(), blueDifference_.data(),
-                                       redDifference_.data()};
-  std::array<int, 3> strides{fits ? stride : header.planeWidth(0), header.isGrey() ? 0 : header.planeWidth(1),
-                             header.isGrey() ? 0 : header.planeWidth(2)};
-  if (tjDecompressToYUVPlanes(decoder, bytesOf(file), file.size(), planes.data(), header.width,
-                              strides.data(), header.height, 0) != 0 &&
-      !isHarmless(decoder)) {
-    return false;
-  }
+  std::array<unsigned char*, 3> planes{decoded.first, blue.first, red.first};
+  std::array<int, 3> strides{decoded.stride, blue.stride, red.stride};
+  const int result = tjDecompressToYUVPlanes(decoder, bytesOf(file), file.size(), planes.data(), width,
+                                             strides.data(), height, TJFLAG_LIMITSCANS);
+  if (!succeeded(result, decoder, file)) return false;
   if (!fits) {
-    libyuv::CopyPlane(luma_.data(), strides[0], rowsOf(luma), stride, header.width, header.height);
+    libyuv::CopyPlane(decoded.first, decoded.stride, luma.first, luma.stride, luma.width, luma.height);
   }
-  narrowLuma({rowsOf(luma), luma.bytesPerRow, luma.width, luma.height});
-  interleave(frame, header);
+  lumaToVideoRange(luma);
+  if (isGrey) {
+    libyuv::SetPlane(chroma.first, chroma.stride, 2 * chroma.width, chroma.height, 128);
+  } else {
+    interleave(blue, red, subsampling, chroma, width);
+  }
   return true;
-}
-
-void JpegDecoder::interleave(CVPixelBuffer& frame, const Header& header) {
-  const PixelPlane& chroma = frame.planes()[1];
-  const auto width = static_cast<int>(chroma.width), height = static_cast<int>(chroma.height);
-  const auto stride = static_cast<int>(chroma.bytesPerRow);
-  if (header.isGrey()) {
-    libyuv::SetPlane(rowsOf(chroma), stride, 2 * width, height, 128);
-    return;
-  }
-  std::array<const std::uint8_t*, 2> planes{blueDifference_.data(), redDifference_.data()};
-  const int ownWidth = header.planeWidth(1), ownHeight = header.planeHeight(1);
-  if (ownWidth != width || ownHeight != height) {
-    const auto size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-    scaled_.resize(2 * size);
-    for (std::size_t i = 0; i < planes.size(); ++i) {
-      std::uint8_t* scaled = scaled_.data() + i * size;
-      (void)libyuv::ScalePlane(planes[i], ownWidth, ownWidth, ownHeight, scaled, width, width, height,
-                               libyuv::kFilterBox);
-      planes[i] = scaled;
-    }
-  }
-  libyuv::MergeUVPlane(planes[0], width, planes[1], width, rowsOf(chroma), stride, width, height);
-  narrowChroma({rowsOf(chroma), chroma.bytesPerRow, 2 * chroma.width, chroma.height});
 }
 
 }  // namespace QelUtilVideo

@@ -2,6 +2,7 @@
 
 #include <QelUtilVideo/platform/CVPixelBuffer.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -10,25 +11,28 @@
 
 namespace QelUtilVideo {
 
-/// Decodes the frames of a motion JPEG stream. One thread at a time.
+class LockedPixels;
+
+/// Decodes the pictures of a motion JPEG stream, which need not have Huffman tables. It keeps its scratch
+/// memory between two pictures. One thread at a time.
 class JpegDecoder {
  public:
+  /// Makes a bi-planar frame of a size in pixels, or null when it does not want to.
   using MakeFrame = std::function<CVPixelBufferRef(std::size_t width, std::size_t height)>;
 
-  /// The picture in the frame that `makeFrame` makes, bi-planar 4:2:0 in video range; null when the file is
-  /// damaged, or no picture of luma and chroma, or there is no frame. A file without Huffman tables has the
-  /// usual ones.
+  /// The file's picture in a frame of `makeFrame`, whose codes are those of video range whatever its format
+  /// says. Null when the file is damaged (its end missing, codes that mean nothing), its picture is not one
+  /// of luma and chroma or of luma alone, or `makeFrame` gave none. Bytes that nobody claims between two
+  /// markers are no damage: many cameras leave some. Throws `std::bad_alloc`.
   [[nodiscard]] CVPixelBufferRef decode(std::span<const std::byte> file, const MakeFrame& makeFrame);
 
  private:
   struct Header;
-  [[nodiscard]] bool decodeInto(CVPixelBuffer& frame, void* decoder, std::span<const std::byte> file,
-                                const Header& header);
-  void interleave(CVPixelBuffer& frame, const Header& header);
 
-  std::vector<std::uint8_t> luma_;  ///< where the decoder writes more than the frame holds
-  std::vector<std::uint8_t> blueDifference_, redDifference_;  ///< as they come
-  std::vector<std::uint8_t> scaled_;
+  [[nodiscard]] bool decodeInto(const LockedPixels& frame, void* decoder, std::span<const std::byte> file,
+                                const Header& header);
+
+  std::array<std::vector<std::uint8_t>, 3> planes_;  ///< luma only where the frame cannot take it
 };
 
 }  // namespace QelUtilVideo
