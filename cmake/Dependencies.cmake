@@ -10,6 +10,7 @@ pkg_check_modules(PIXMAN REQUIRED IMPORTED_TARGET pixman-1)
 pkg_check_modules(PNG REQUIRED IMPORTED_TARGET libpng16)
 pkg_check_modules(EPOXY REQUIRED IMPORTED_TARGET epoxy)
 pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
+pkg_check_modules(UDEV REQUIRED IMPORTED_TARGET libudev)
 
 # libyuv comes without a pkg-config file.
 find_path(LIBYUV_INCLUDE_DIR libyuv.h REQUIRED)
