@@ -261,6 +261,25 @@ TEST_F(CameraDevices, startAndStopAsOftenAsOneLikes) {
       << "one stream waits until the one before has closed the camera";
 }
 
+TEST_F(CameraDevices, mayBeStoppedAndDroppedWhileTheyAreBeingOpened) {
+  EmulatedCamera& emulated = begin();
+  emulated.command("open-slow 300");
+  ASSERT_TRUE(camera_->start(delegate_));
+  EXPECT_TRUE(comes("willStart"));
+  camera_->stop();
+  const auto second = std::make_shared<RecordingDelegate>();
+  ASSERT_TRUE(camera_->start(second));
+  EXPECT_TRUE(serveUntil([&] { return !second->timestamps().empty(); }));
+  EXPECT_THAT(delegate_->events(), ElementsAre("willStart")) << "what came later is nobody's";
+  camera_->stop();
+  ASSERT_TRUE(camera_->start(second));
+  EXPECT_TRUE(serveUntil([&] { return count("[Delegate] willStartRunning") == 3; }));
+  udev_->unplug("video0");
+  EXPECT_TRUE(countIs(0));
+  camera_.reset();  // for the last time, in the midst of it
+  EXPECT_TRUE(serveUntil([&] { return count(" session init") == count(" session deinit"); }));
+}
+
 TEST_F(CameraDevices, mayBeStoppedStartedAndDroppedFromInsideWhatTheyTell) {
   begin("YUYV:160x120@100");
   for (const std::string event : {"willStart", "didStart", "frame"}) {
