@@ -20,6 +20,7 @@ class WrappedPlatform : public Platform {
   SystemLog& systemLog() override { return real_->systemLog(); }
   Dispatch& dispatch() override { return real_->dispatch(); }
   Displays& displays() override { return real_->displays(); }
+  DisplayLinks& displayLinks() override { return real_->displayLinks(); }
   WindowServer& windowServer() override { return real_->windowServer(); }
   CaptureDevices& captureDevices() override { return real_->captureDevices(); }
   Cursor& cursor() override { return real_->cursor(); }

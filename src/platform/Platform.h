@@ -10,6 +10,7 @@ class Clock;
 class Cursor;
 class Diagnostics;
 class Dispatch;
+class DisplayLinks;
 class Displays;
 class Images;
 class Metal;
@@ -34,6 +35,7 @@ class Platform {
   virtual Bundle& bundle() = 0;
   virtual SystemLog& systemLog() = 0;
   virtual Displays& displays() = 0;
+  virtual DisplayLinks& displayLinks() = 0;
   virtual WindowServer& windowServer() = 0;
   virtual CaptureDevices& captureDevices() = 0;
   virtual Cursor& cursor() = 0;

@@ -9,7 +9,8 @@
 
 namespace QelUtilVideo {
 
-Backends::Backends(Root& root) : root_(root), openGLFactory_(makeOpenGLRenderView) {}
+Backends::Backends(Root& root)
+    : root_(root), metalFactory_(makeMetalRenderView), openGLFactory_(makeOpenGLRenderView) {}
 
 std::shared_ptr<RenderViewImpl> Backends::makeRenderView(CGRect frame) {
   Platform& platform = root_.platform();

@@ -22,6 +22,10 @@ enum class RenderBackend : std::uint8_t { metal, openGL };
 /// The OpenGL backend's view; defined beside that backend. Main thread.
 [[nodiscard]] std::shared_ptr<RenderViewImpl> makeOpenGLRenderView(CGRect frame);
 
+/// The Metal backend's view; defined beside that backend. Main thread.
+[[nodiscard]] std::shared_ptr<RenderViewImpl> makeMetalRenderView(CGRect frame,
+                                                                  const std::shared_ptr<MTLDevice>& device);
+
 /// Makes the view that draws for a `RenderView`. The choice is made once per view and is final. There
 /// is one such object per root. Main thread.
 class Backends {

@@ -8,6 +8,7 @@
 #include "platform/linux/core/LinuxClock.h"
 #include "platform/linux/core/LinuxDiagnostics.h"
 #include "platform/linux/core/LinuxDispatch.h"
+#include "platform/linux/core/LinuxDisplayLinks.h"
 #include "platform/linux/core/LinuxSystemLog.h"
 #include "platform/linux/core/LinuxSystemVersion.h"
 #include "platform/linux/core/LinuxUserDefaults.h"
@@ -104,6 +105,7 @@ class LinuxPlatform final : public Platform {
     const auto& x11 = windowServerX11_.get(linuxDispatch().eventLoop());
     return windowServer_.get(x11.connection, linuxDispatch().eventLoop());
   }
+  DisplayLinks& displayLinks() override { return displayLinks_.get(displays(), notificationCenter()); }
   CaptureDevices& captureDevices() override {
     return captureDevices_.get(notificationCenter(), cameras(),
                                [this](CGDirectDisplayID display) { return screenInput(display); });
@@ -148,6 +150,7 @@ class LinuxPlatform final : public Platform {
   OnFirstUse<X11Displays> displays_;
   OnFirstUse<X11> windowServerX11_;
   OnFirstUse<X11WindowServer> windowServer_;
+  OnFirstUse<LinuxDisplayLinks> displayLinks_;
   OnFirstUse<X11Cursor> cursor_;
   OnFirstUse<V4l2Cameras> cameras_;
   OnFirstUse<LinuxCaptureDevices> captureDevices_;

@@ -7,6 +7,7 @@
 #include "support/simulated/SimulatedCaptureDevices.h"
 #include "support/simulated/SimulatedDispatch.h"
 #include "support/simulated/SimulatedDisplays.h"
+#include "support/simulated/SimulatedMetal.h"
 #include "support/simulated/SimulatedOpenGL.h"
 #include "support/simulated/SimulatedServices.h"
 #include "support/simulated/SimulatedViews.h"
@@ -33,6 +34,7 @@ class SimulatedPlatform final : public Platform {
   SimulatedBundle& bundle() override { return bundle_; }
   SimulatedSystemLog& systemLog() override { return systemLog_; }
   SimulatedDisplays& displays() override { return displays_; }
+  SimulatedDisplayLinks& displayLinks() override { return displayLinks_; }
   SimulatedWindowServer& windowServer() override { return windowServer_; }
   SimulatedCaptureDevices& captureDevices() override { return captureDevices_; }
   SimulatedCursor& cursor() override { return cursor_; }
@@ -58,6 +60,7 @@ class SimulatedPlatform final : public Platform {
   SimulatedUserDefaults userDefaults_;
   SimulatedBundle bundle_;
   SimulatedDisplays displays_;
+  SimulatedDisplayLinks displayLinks_;
   SimulatedWindowServer windowServer_;
   SimulatedCaptureDevices captureDevices_;
   SimulatedCursor cursor_;

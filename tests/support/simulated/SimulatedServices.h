@@ -126,16 +126,5 @@ class SimulatedDiagnostics final : public Diagnostics {
        {Finding::Area::drawing, "OpenGL", Finding::State::ok, "scripted", ""}}};
 };
 
-/// No device unless the test says otherwise.
-class SimulatedMetal final : public Metal {
- public:
-  [[nodiscard]] std::shared_ptr<MTLDevice> MTLCreateSystemDefaultDevice() override {
-    return present_ ? std::make_shared<MTLDevice>() : nullptr;
-  }
-  void setPresent(bool present) { present_ = present; }
-
- private:
-  std::atomic<bool> present_{false};
-};
 
 }  // namespace QelUtilVideo

@@ -1,0 +1,133 @@
+#include "render/metal/RenderContext.h"
+
+#include "log/Log.h"
+#include "platform/HostCall.h"
+#include "render/metal/MetalRenderView_macOS.h"
+#include "render/metal/Pipelines.h"
+#include "render/metal/PlaneTextures.h"
+
+#include <QelUtilVideo/RenderView.h>
+#include <QelUtilVideo/RenderViewData.h>
+#include <QelUtilVideo/RenderViewDataSource.h>
+#include <QelUtilVideo/RenderViewDelegate.h>
+
+#include <utility>
+
+namespace QelUtilVideo::metal {
+
+RenderContext::RenderContext(Clock& clock, std::string logName, std::shared_ptr<MTLDevice> device)
+    : logName_(std::move(logName)), geometry_(clock, logName_), device_(std::move(device)) {}
+
+RenderContext::~RenderContext() = default;
+
+void RenderContext::setDataSource(std::shared_ptr<RenderViewDataSource> source) {
+  // The source before leaves with the parameter, outside the lock.
+  dataSource_.with([&](auto& current) { current.swap(source); });
+  needsUpdate_ = true;
+}
+
+void RenderContext::setDeviceType(std::optional<std::uint8_t> type) {
+  deviceType_ = type;
+  needsUpdate_ = true;
+}
+
+void RenderContext::setBlurRadius(float radius) {
+  blurRadius_ = radius;
+  needsUpdate_ = true;
+}
+
+std::optional<CGSize> RenderContext::draw(MetalRenderView_macOS& view) {
+  const auto size = drawCurrent(view);
+  needsUpdate_ = false;
+  return size;
+}
+
+std::optional<CGSize> RenderContext::drawCurrent(MetalRenderView_macOS& view) {
+  const auto drawable = view.currentDrawable();
+  if (!drawable) return std::nullopt;
+  const auto source = dataSource();
+  const std::optional<Frame> frame = snapshot(source);
+  notifyDelegate(view, frame);
+  const auto pass = view.currentRenderPassDescriptor();
+  if (!pass) return std::nullopt;
+  const auto commands = commandQueue().commandBuffer();
+  if (!commands) return std::nullopt;
+  commands->setLabel(logName_);
+
+  CGSize shown;
+  if (const auto planes = texturesOf(frame)) {
+    const bool animated = isFromSameSource(source, *frame) && rotateAnimationEnabled_;
+    geometry_.updateOrientation(frame->orientation, animated, planes->imageSize);
+    const CGSize drawableSize = view.drawableSize();
+    const Geometry::Size effective = geometry_.resize(*device_, {drawableSize.width, drawableSize.height});
+    shown = {effective.width, effective.height};
+    drawSharp(*commands, *pass, *planes);
+    lastMetadata_ = Metadata{source, frame->deviceID, frame->deviceType};
+    lastTimestamp_ = frame->timestamp;
+  } else {
+    clear(*commands, *pass);
+  }
+  commands->presentDrawable(drawable);
+  commands->commit();
+  return shown;
+}
+
+std::optional<RenderContext::Frame> RenderContext::snapshot(
+    const std::shared_ptr<RenderViewDataSource>& source) const {
+  std::optional<Frame> frame;
+  if (!source) return frame;
+  callHost("RenderViewDataSource", [&] {
+    const auto data = source->data();
+    if (!data) return;
+    frame = Frame{data->timestamp(), data->pixelBuffer(), data->orientation(), data->deviceID(),
+                  data->deviceType()};
+  });
+  return frame;
+}
+
+void RenderContext::notifyDelegate(const MetalRenderView_macOS& view,
+                                   const std::optional<Frame>& frame) const {
+  const auto delegate = view.renderDelegate();
+  const double timestamp = frame ? frame->timestamp : 0;
+  if (!delegate || timestamp == lastTimestamp_) return;
+  const auto renderView = std::dynamic_pointer_cast<RenderView>(view.superview());
+  if (renderView) callHost("RenderViewDelegate", [&] { delegate->renderViewWillRender(*renderView); });
+}
+
+std::optional<PlaneTextures> RenderContext::texturesOf(const std::optional<Frame>& frame) {
+  if (!frame || (deviceType_ && *deviceType_ != frame->deviceType) || !frame->pixelBuffer)
+    return std::nullopt;
+  return makeTextures(frame->pixelBuffer, textureCache(), logName_);
+}
+
+bool RenderContext::isFromSameSource(const std::shared_ptr<RenderViewDataSource>& source,
+                                     const Frame& frame) const {
+  return lastMetadata_ && lastMetadata_->bufferID.lock() == source &&
+         lastMetadata_->deviceID == frame.deviceID && lastMetadata_->deviceType == frame.deviceType;
+}
+
+void RenderContext::drawSharp(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass,
+                              const PlaneTextures& planes) {
+  if (!renderYUV_) renderYUV_ = makeRenderPipeline(*device_, "renderVertex", "renderFragmentYUV", logName_);
+  encodeRenderPipeline(commands, renderYUV_, pass, geometry_, planes.textures);
+}
+
+void RenderContext::clear(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass) {
+  if (const auto encoder = commands.renderCommandEncoder(pass)) encoder->endEncoding();
+  lastMetadata_.reset();
+  lastTimestamp_ = 0;
+}
+
+MTLCommandQueue& RenderContext::commandQueue() {
+  if (!commandQueue_) commandQueue_ = device_->newCommandQueue();
+  if (!commandQueue_) fatal(logName_ + " creating command queue failed");
+  return *commandQueue_;
+}
+
+CVMetalTextureCache& RenderContext::textureCache() {
+  if (!textureCache_) textureCache_ = device_->CVMetalTextureCacheCreate();
+  if (!textureCache_) fatal(logName_ + " creating texture cache failed");
+  return *textureCache_;
+}
+
+}  // namespace QelUtilVideo::metal

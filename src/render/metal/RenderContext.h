@@ -1,0 +1,102 @@
+#pragma once
+
+#include "platform/Metal.h"
+#include "platform/Synchronised.h"
+#include "render/metal/Geometry.h"
+
+#include <QelUtilVideo/platform/CGGeometry.h>
+#include <QelUtilVideo/platform/CVPixelBuffer.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace QelUtilVideo {
+class Clock;
+class RenderViewDataSource;
+}  // namespace QelUtilVideo
+
+namespace QelUtilVideo::metal {
+
+class MetalRenderView_macOS;
+struct PlaneTextures;
+
+/// Everything that a Metal view draws with, and the decision what to draw. Main thread. What the device has
+/// to provide for is made on first use and kept.
+class RenderContext {
+ public:
+  RenderContext(Clock& clock, std::string logName, std::shared_ptr<MTLDevice> device);
+  RenderContext(const RenderContext&) = delete;
+  RenderContext& operator=(const RenderContext&) = delete;
+  ~RenderContext();
+
+  /// Draws the current frame, or clears the view where there is none to be shown. Answers the size of the
+  /// picture as it is shown, (0, 0) for none; absent when nothing could be drawn at all.
+  [[nodiscard]] std::optional<CGSize> draw(MetalRenderView_macOS& view);
+
+  /// Any thread.
+  [[nodiscard]] std::shared_ptr<RenderViewDataSource> dataSource() const { return dataSource_.copy(); }
+  /// Any thread.
+  void setDataSource(std::shared_ptr<RenderViewDataSource> source);
+  [[nodiscard]] std::optional<std::uint8_t> deviceType() const { return deviceType_; }
+  void setDeviceType(std::optional<std::uint8_t> type);
+  [[nodiscard]] bool rotateAnimationEnabled() const { return rotateAnimationEnabled_; }
+  void setRotateAnimationEnabled(bool enabled) { rotateAnimationEnabled_ = enabled; }
+  [[nodiscard]] float blurRadius() const { return blurRadius_; }
+  void setBlurRadius(float radius);
+  [[nodiscard]] Geometry& geometry() { return geometry_; }
+  [[nodiscard]] const Geometry& geometry() const { return geometry_; }
+
+  /// A setting changed since the last redraw.
+  [[nodiscard]] bool needsUpdate() const { return needsUpdate_; }
+  void setNeedsUpdate() { needsUpdate_ = true; }
+  /// Of the frame drawn last; 0: the last redraw showed none.
+  [[nodiscard]] double lastTimestamp() const { return lastTimestamp_; }
+
+ private:
+  /// Who made the frame drawn last.
+  struct Metadata {
+    std::weak_ptr<RenderViewDataSource> bufferID;
+    std::uint8_t deviceID = 0;
+    std::uint8_t deviceType = 0;
+  };
+  /// A frame's properties, each read once.
+  struct Frame {
+    double timestamp = 0;
+    CVPixelBufferRef pixelBuffer;
+    CGImagePropertyOrientation orientation = CGImagePropertyOrientation::up;
+    std::uint8_t deviceID = 0;
+    std::uint8_t deviceType = 0;
+  };
+
+  [[nodiscard]] std::optional<CGSize> drawCurrent(MetalRenderView_macOS& view);
+  [[nodiscard]] std::optional<Frame> snapshot(const std::shared_ptr<RenderViewDataSource>& source) const;
+  void notifyDelegate(const MetalRenderView_macOS& view, const std::optional<Frame>& frame) const;
+  [[nodiscard]] std::optional<PlaneTextures> texturesOf(const std::optional<Frame>& frame);
+  [[nodiscard]] bool isFromSameSource(const std::shared_ptr<RenderViewDataSource>& source,
+                                      const Frame& frame) const;
+  void drawSharp(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass,
+                 const PlaneTextures& planes);
+  void clear(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass);
+
+  [[nodiscard]] MTLCommandQueue& commandQueue();
+  [[nodiscard]] CVMetalTextureCache& textureCache();
+
+  const std::string logName_;
+  Synchronised<std::shared_ptr<RenderViewDataSource>> dataSource_;
+  std::optional<std::uint8_t> deviceType_;
+  std::optional<Metadata> lastMetadata_;
+  double lastTimestamp_ = 0;
+  bool rotateAnimationEnabled_ = false;
+  float blurRadius_ = 0;
+  std::atomic<bool> needsUpdate_ = false;
+  Geometry geometry_;
+  const std::shared_ptr<MTLDevice> device_;
+  std::shared_ptr<MTLCommandQueue> commandQueue_;
+  std::shared_ptr<MTLRenderPipelineState> renderYUV_;
+  std::shared_ptr<CVMetalTextureCache> textureCache_;
+};
+
+}  // namespace QelUtilVideo::metal
