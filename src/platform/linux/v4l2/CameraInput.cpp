@@ -23,8 +23,10 @@ using namespace std::chrono_literals;
 
 /// Some for the driver, some for those who look at frames.
 constexpr std::uint32_t kBufferCount = 6;
-constexpr std::chrono::milliseconds kTurnPatience = 2s;
+constexpr std::chrono::milliseconds kTurnPatience = 5s;
 constexpr std::chrono::nanoseconds kFramePatience = 2s;
+/// A driver that promises a picture that often without having one has broken down.
+constexpr int kMostPromises = 1000;
 constexpr const char* kSilence = "The camera has sent no picture for 2 seconds";
 
 double now() {
@@ -56,6 +58,7 @@ struct RunningCamera {
 /// Sends frames until it is stopped, or none come any more.
 void stream(RunningCamera& camera, StreamReceiver& receiver, const StreamThread::Stop& stop) {
   bool isInterrupted = false;
+  int promises = 0;
   for (;;) {
     const auto patience = isInterrupted ? std::nullopt : std::optional(kFramePatience);
     const VideoNode::Awaited awaited = camera.node->wait(stop.descriptor(), patience);
@@ -67,7 +70,8 @@ void stream(RunningCamera& camera, StreamReceiver& receiver, const StreamThread:
     }
     CameraBuffers::Taken taken = camera.buffers->take();
     // Without a buffer in the driver's hands there will be none.
-    if (taken.error == EAGAIN && camera.buffers->waiting() > 0) continue;
+    if (taken.error == EAGAIN && camera.buffers->waiting() > 0 && ++promises < kMostPromises) continue;
+    promises = 0;
     if (!taken.buffer) return receiver.failed(camera.whyEnded(taken.error == EAGAIN ? EIO : taken.error));
     if (std::exchange(isInterrupted, false)) receiver.resumed();
     const double time = taken.buffer->time > 0 ? taken.buffer->time : now();

@@ -18,7 +18,7 @@ class CameraInput final : public LinuxCaptureInput {
   /// `makeMaker` makes one maker for each stream.
   CameraInput(std::string path, std::shared_ptr<NodeTurns> turns, MakeMaker makeMaker);
 
-  /// Waits up to two seconds for another stream of this process to close the camera. A camera that nothing
+  /// Waits up to five seconds for another stream of this process to close the camera. A camera that nothing
   /// comes from for two seconds counts as interrupted.
   [[nodiscard]] Result<std::unique_ptr<CaptureStream>> open(
       const std::shared_ptr<StreamReceiver>& receiver) override;

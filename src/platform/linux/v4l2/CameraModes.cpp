@@ -15,6 +15,7 @@ constexpr std::uint32_t kWidth = 1280, kHeight = 720;
 constexpr double kRate = 30;
 /// More than any driver has; one that never ends would hold us for ever.
 constexpr std::uint32_t kMostFormats = 64, kMostSizes = 128, kMostIntervals = 64;
+constexpr std::size_t kMostModes = 4096;
 
 bool fits(std::uint32_t width, std::uint32_t height) { return width <= kWidth && height <= kHeight; }
 
@@ -134,6 +135,7 @@ std::vector<CameraMode> listModes(const VideoNode& node, std::uint32_t type) {
         mode.interval = interval;
         modes.push_back(mode);
       }
+      if (modes.size() >= kMostModes) return modes;
     }
   }
   return modes;

@@ -1,6 +1,7 @@
 #include "platform/linux/v4l2/CameraModes.h"
 
 #include "platform/linux/v4l2/CameraFormats.h"
+#include "platform/linux/v4l2/ScriptedNode.h"
 
 #include <gtest/gtest.h>
 
@@ -64,6 +65,27 @@ TEST(CameraModes, theLargestUpTo720LinesAtTheRateNearest30InTheFormatOfLeastWork
   // One with nothing for us.
   EXPECT_EQ(chosen({{kH264, 1280, 720, {30}}}), "");
   EXPECT_EQ(chosen({}), "");
+}
+
+TEST(CameraModes, aDriverThatNeverEndsItsListsIsCutShort) {
+  ScriptedNode node;
+  node.on<v4l2_fmtdesc>(VIDIOC_ENUM_FMT, [](v4l2_fmtdesc& description) {
+    description.pixelformat = V4L2_PIX_FMT_YUYV;
+    return 0;
+  });
+  node.on<v4l2_frmsizeenum>(VIDIOC_ENUM_FRAMESIZES, [](v4l2_frmsizeenum& size) {
+    size.type = V4L2_FRMSIZE_TYPE_DISCRETE;
+    size.discrete = {640, 480};
+    return 0;
+  });
+  node.on<v4l2_frmivalenum>(VIDIOC_ENUM_FRAMEINTERVALS, [](v4l2_frmivalenum& interval) {
+    interval.type = V4L2_FRMIVAL_TYPE_DISCRETE;
+    interval.discrete = {1, 30};
+    return 0;
+  });
+  const auto modes = listModes(node, V4L2_BUF_TYPE_VIDEO_CAPTURE);
+  EXPECT_LE(modes.size(), 5000U);
+  EXPECT_EQ(chooseMode(modes)->width, 640U);
 }
 
 TEST(CameraModes, rangesGiveTheirBestStep) {
