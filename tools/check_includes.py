@@ -13,7 +13,7 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*(<([^>]+)>|"([^"]+)")', re.MULTILINE)
 
 # Headers of the operating system's libraries, which only the Linux platform layer may name.
 SYSTEM_LIBRARY = re.compile(
-    r"^(xcb/|xkbcommon/|X11/|GL/|GLES\d?/|EGL/|KHR/|epoxy/|pixman|libyuv|png\.h|linux/|libudev|nlohmann/|CLI/|vulkan/|turbojpeg|jpeg)"
+    r"^(xcb/|xkbcommon/|X11/|GL/|GLES\d?/|EGL/|KHR/|epoxy/|pixman|libyuv|png\.h|linux/|libudev|nlohmann/|CLI/|vulkan/|volk|turbojpeg|jpeg)"
 )
 
 # (files, what they must not include, why). Own includes are written as paths below src/.

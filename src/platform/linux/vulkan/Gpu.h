@@ -1,0 +1,110 @@
+#pragma once
+
+#include "platform/CallSafely.h"
+
+#include <volk.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace QelUtilVideo {
+
+/// One of Vulkan's structures with its type, and all else zero.
+template <class T>
+[[nodiscard]] T vulkanStruct(VkStructureType type) {
+  T made{};
+  made.sType = type;
+  return made;
+}
+
+/// Destroys an object of a device with its owner, who keeps the device.
+template <class Handle>
+class VulkanHandle {
+ public:
+  using Destroy = void(VKAPI_PTR*)(VkDevice, Handle, const VkAllocationCallbacks*);
+
+  VulkanHandle() = default;
+  VulkanHandle(VkDevice device, Handle handle, Destroy destroy)
+      : device_(device), handle_(handle), destroy_(destroy) {}
+  VulkanHandle(VulkanHandle&& other) noexcept
+      : device_(other.device_),
+        handle_(std::exchange(other.handle_, VK_NULL_HANDLE)),
+        destroy_(other.destroy_) {}
+  VulkanHandle& operator=(VulkanHandle&& other) noexcept {
+    std::swap(device_, other.device_);
+    std::swap(handle_, other.handle_);
+    std::swap(destroy_, other.destroy_);
+    return *this;
+  }
+  VulkanHandle(const VulkanHandle&) = delete;
+  VulkanHandle& operator=(const VulkanHandle&) = delete;
+  ~VulkanHandle() {
+    if (handle_ != VK_NULL_HANDLE) destroy_(device_, handle_, nullptr);
+  }
+
+  [[nodiscard]] Handle get() const { return handle_; }
+  explicit operator bool() const { return handle_ != VK_NULL_HANDLE; }
+
+ private:
+  VkDevice device_ = VK_NULL_HANDLE;
+  Handle handle_ = VK_NULL_HANDLE;
+  Destroy destroy_ = nullptr;
+};
+
+/// An opened graphics processor and what all that is drawn with it shares. Held by everything that was made
+/// of it. One thread at a time.
+class Gpu {
+ public:
+  /// The best one: a discrete processor before an integrated one before a software one; null when there is no
+  /// loader, no driver, or none that can draw. What validation layers say, and what fails, goes to `trouble`.
+  static std::shared_ptr<Gpu> open(TroubleHandler trouble);
+  Gpu(const Gpu&) = delete;
+  Gpu& operator=(const Gpu&) = delete;
+  ~Gpu();
+
+  [[nodiscard]] VkDevice device() const { return device_; }
+  [[nodiscard]] VkQueue queue() const { return queue_; }
+  [[nodiscard]] std::uint32_t queueFamily() const { return queueFamily_; }
+  [[nodiscard]] const std::string& name() const { return name_; }
+  /// A type of memory that fits `types` and has the properties; none: UINT32_MAX.
+  [[nodiscard]] std::uint32_t memoryType(std::uint32_t types, VkMemoryPropertyFlags properties) const;
+
+  // Shared by all pipelines that draw.
+  /// Set 0: binding 0 the vertex stage's uniform buffer, bindings 1 and 2 the fragment stage's textures.
+  [[nodiscard]] VkDescriptorSetLayout setLayout() const { return setLayout_.get(); }
+  [[nodiscard]] VkPipelineLayout pipelineLayout() const { return pipelineLayout_.get(); }
+  [[nodiscard]] VkSampler sampler() const { return sampler_.get(); }
+  /// One attachment, BGRA8: cleared, drawn on, and left for `finalLayout` to be read or shown.
+  [[nodiscard]] VkRenderPass renderPass() const { return renderPass_.get(); }
+
+  /// Whether the processor was lost; nothing works any more then.
+  [[nodiscard]] bool isLost() const { return isLost_; }
+  /// Notes a loss, and reports every other failure. Answers whether the call succeeded.
+  bool check(VkResult result, const char* what);
+
+ private:
+  explicit Gpu(TroubleHandler trouble) : trouble_(std::move(trouble)) {}
+  [[nodiscard]] bool makeInstance();
+  [[nodiscard]] bool chooseDevice();
+  [[nodiscard]] bool makeDevice();
+  [[nodiscard]] bool makeShared();
+
+  const TroubleHandler trouble_;
+  VkInstance instance_ = VK_NULL_HANDLE;
+  VkDebugUtilsMessengerEXT messenger_ = VK_NULL_HANDLE;
+  VkPhysicalDevice physicalDevice_ = VK_NULL_HANDLE;
+  VkPhysicalDeviceMemoryProperties memory_{};
+  std::string name_;
+  VkDevice device_ = VK_NULL_HANDLE;
+  VkQueue queue_ = VK_NULL_HANDLE;
+  std::uint32_t queueFamily_ = 0;
+  bool isLost_ = false;
+  VulkanHandle<VkDescriptorSetLayout> setLayout_;
+  VulkanHandle<VkPipelineLayout> pipelineLayout_;
+  VulkanHandle<VkSampler> sampler_;
+  VulkanHandle<VkRenderPass> renderPass_;
+};
+
+}  // namespace QelUtilVideo

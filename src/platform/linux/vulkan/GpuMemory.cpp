@@ -1,0 +1,125 @@
+#include "platform/linux/vulkan/GpuMemory.h"
+
+#include <limits>
+
+namespace QelUtilVideo {
+
+namespace {
+
+VkFormat formatOf(MTLPixelFormat format) {
+  switch (format) {
+    case MTLPixelFormat::r8Unorm:
+      return VK_FORMAT_R8_UNORM;
+    case MTLPixelFormat::rg8Unorm:
+      return VK_FORMAT_R8G8_UNORM;
+    case MTLPixelFormat::bgra8Unorm:
+      break;
+  }
+  return VK_FORMAT_B8G8R8A8_UNORM;
+}
+
+VulkanHandle<VkDeviceMemory> allocateMemory(Gpu& gpu, const VkMemoryRequirements& needs,
+                                            VkMemoryPropertyFlags properties) {
+  const std::uint32_t type = gpu.memoryType(needs.memoryTypeBits, properties);
+  if (type == std::numeric_limits<std::uint32_t>::max()) return {};
+  auto info = vulkanStruct<VkMemoryAllocateInfo>(VK_STRUCTURE_TYPE_MEMORY_ALLOCATE_INFO);
+  info.allocationSize = needs.size;
+  info.memoryTypeIndex = type;
+  VkDeviceMemory memory = VK_NULL_HANDLE;
+  if (!gpu.check(vkAllocateMemory(gpu.device(), &info, nullptr, &memory), "vkAllocateMemory")) return {};
+  return {gpu.device(), memory, vkFreeMemory};
+}
+
+}  // namespace
+
+std::shared_ptr<GpuBuffer> GpuBuffer::make(std::shared_ptr<Gpu> gpu, std::size_t size,
+                                           VkBufferUsageFlags usage) {
+  std::shared_ptr<GpuBuffer> made(new GpuBuffer(std::move(gpu), size));
+  Gpu& owner = *made->gpu_;
+  auto info = vulkanStruct<VkBufferCreateInfo>(VK_STRUCTURE_TYPE_BUFFER_CREATE_INFO);
+  info.size = size;
+  info.usage = usage;
+  VkBuffer buffer = VK_NULL_HANDLE;
+  if (size == 0 || !owner.check(vkCreateBuffer(owner.device(), &info, nullptr, &buffer), "vkCreateBuffer")) {
+    return nullptr;
+  }
+  made->buffer_ = {owner.device(), buffer, vkDestroyBuffer};
+  VkMemoryRequirements needs{};
+  vkGetBufferMemoryRequirements(owner.device(), buffer, &needs);
+  made->memory_ = allocateMemory(owner, needs,
+                                 VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT);
+  if (!made->memory_) return nullptr;
+  void* bytes = nullptr;
+  if (!owner.check(vkBindBufferMemory(owner.device(), buffer, made->memory_.get(), 0),
+                   "vkBindBufferMemory") ||
+      !owner.check(vkMapMemory(owner.device(), made->memory_.get(), 0, VK_WHOLE_SIZE, 0, &bytes),
+                   "vkMapMemory")) {
+    return nullptr;
+  }
+  made->bytes_ = static_cast<std::byte*>(bytes);
+  return made;
+}
+
+GpuBuffer::~GpuBuffer() {
+  // In this order: memory goes last.
+  buffer_ = {};
+}
+
+std::shared_ptr<GpuTexture> GpuTexture::make(std::shared_ptr<Gpu> gpu, std::size_t width, std::size_t height,
+                                             MTLPixelFormat format, VkImageUsageFlags usage) {
+  constexpr std::size_t mostSide = 16384;
+  if (width == 0 || height == 0 || width > mostSide || height > mostSide) return nullptr;
+  std::shared_ptr<GpuTexture> made(new GpuTexture(std::move(gpu), width, height, format));
+  return made->allocate(usage) ? made : nullptr;
+}
+
+bool GpuTexture::allocate(VkImageUsageFlags usage) {
+  auto info = vulkanStruct<VkImageCreateInfo>(VK_STRUCTURE_TYPE_IMAGE_CREATE_INFO);
+  info.imageType = VK_IMAGE_TYPE_2D;
+  info.format = formatOf(format_);
+  info.extent = {static_cast<std::uint32_t>(width_), static_cast<std::uint32_t>(height_), 1};
+  info.mipLevels = info.arrayLayers = 1;
+  info.samples = VK_SAMPLE_COUNT_1_BIT;
+  info.tiling = VK_IMAGE_TILING_OPTIMAL;
+  info.usage = usage;
+  VkDevice device = gpu_->device();
+  VkImage image = VK_NULL_HANDLE;
+  if (!gpu_->check(vkCreateImage(device, &info, nullptr, &image), "vkCreateImage")) return false;
+  image_ = {device, image, vkDestroyImage};
+  VkMemoryRequirements needs{};
+  vkGetImageMemoryRequirements(device, image, &needs);
+  memory_ = allocateMemory(*gpu_, needs, VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT);
+  if (!memory_ || !gpu_->check(vkBindImageMemory(device, image, memory_.get(), 0), "vkBindImageMemory"))
+    return false;
+
+  auto views = vulkanStruct<VkImageViewCreateInfo>(VK_STRUCTURE_TYPE_IMAGE_VIEW_CREATE_INFO);
+  views.image = image;
+  views.viewType = VK_IMAGE_VIEW_TYPE_2D;
+  views.format = info.format;
+  views.subresourceRange = {VK_IMAGE_ASPECT_COLOR_BIT, 0, 1, 0, 1};
+  VkImageView view = VK_NULL_HANDLE;
+  if (!gpu_->check(vkCreateImageView(device, &views, nullptr, &view), "vkCreateImageView")) return false;
+  view_ = {device, view, vkDestroyImageView};
+  if (!(usage & VK_IMAGE_USAGE_COLOR_ATTACHMENT_BIT)) return true;
+
+  auto frames = vulkanStruct<VkFramebufferCreateInfo>(VK_STRUCTURE_TYPE_FRAMEBUFFER_CREATE_INFO);
+  frames.renderPass = gpu_->renderPass();
+  frames.attachmentCount = 1;
+  frames.pAttachments = &view;
+  frames.width = info.extent.width;
+  frames.height = info.extent.height;
+  frames.layers = 1;
+  VkFramebuffer framebuffer = VK_NULL_HANDLE;
+  if (!gpu_->check(vkCreateFramebuffer(device, &frames, nullptr, &framebuffer), "vkCreateFramebuffer"))
+    return false;
+  framebuffer_ = {device, framebuffer, vkDestroyFramebuffer};
+  return true;
+}
+
+GpuTexture::~GpuTexture() {
+  framebuffer_ = {};
+  view_ = {};
+  image_ = {};
+}
+
+}  // namespace QelUtilVideo
