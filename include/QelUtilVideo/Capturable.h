@@ -37,7 +37,8 @@ class QEL_EXPORT Capturable : public virtual NSObject {
   /// the capture running. Returns true on success; on failure returns false and fills `error` when one
   /// is given. A null delegate captures for nobody.
   virtual bool start(const std::shared_ptr<CapturableOutputDelegate>& delegate, NSError* error = nullptr) = 0;
-  /// Stops capturing and forgets the delegate. Stopping an idle source does nothing else.
+  /// Stops capturing and forgets the delegate, which is told before this returns, unless another thread is
+  /// inside one of its methods: then that thread tells it next. Stopping an idle source does nothing else.
   virtual void stop() = 0;
 };
 

@@ -21,7 +21,8 @@ class CapturableScreen;
 ///
 /// When devices or displays were connected or disconnected, the notification called
 /// `didRefreshNotification()` is posted, without an object, on the thread that learnt of it. Its user
-/// information maps "connected" and "disconnected" to arrays of sources. Observers may call these functions.
+/// information maps "connected" and "disconnected" to arrays of sources: a camera that was listed already may
+/// be connected once more, and nothing may be disconnected. Observers may call these functions.
 ///
 /// Log sinks are called while the manager works on its lists: a sink must not call the manager.
 class QEL_EXPORT CapturableDeviceManager {

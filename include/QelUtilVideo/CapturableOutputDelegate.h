@@ -13,8 +13,9 @@ class Capturable;
 /// Receives what a running source has to say; implemented by the host. The first argument is the source.
 ///
 /// Threads: frames arrive on a serial queue of the capture's own, one after another. The other methods
-/// are called on the thread where the event happens: the one that called `start` or `stop`, or the main
-/// thread for what a capture of a display or window finds out by itself. These events never overtake one
+/// are called on the thread where the event happens: the one that called `start` or `stop`, the main
+/// thread for what a capture of a display or window finds out by itself, a queue or thread of its own for
+/// what a camera or another device does. These events never overtake one
 /// another: when two threads cause events at once, one of them may deliver both. No frame comes before the
 /// `capturableDidStartRunning` of its capture or goes to the delegate of the next one. A frame that was
 /// being delivered when another thread stopped the capture may still be in the method's hands afterwards.
@@ -36,10 +37,12 @@ class QEL_EXPORT CapturableOutputDelegate {
   virtual void capturableDidBeginInterruption(const std::shared_ptr<Capturable>& capturable,
                                               const Dictionary* userInfo) = 0;
   virtual void capturableDidEndInterruption(const std::shared_ptr<Capturable>& capturable) = 0;
-  /// A frame, 32BGRA. A display's is opaque: its fourth byte means nothing. A window's has
-  /// alpha, premultiplied: 0 where no window is. `timestamp` is in seconds of the media clock. The buffer is
-  /// borrowed for the call: keep a copy of the reference to keep the picture. Frames that come while the
-  /// method is busy wait, however many, and take memory: hand long work to another thread.
+  /// A frame. Of a display or window: 32BGRA; a display's is opaque, its fourth byte means nothing, a
+  /// window's has alpha, premultiplied: 0 where no window is. Of a camera or another device: bi-planar 4:2:0
+  /// in video range. `timestamp` is in seconds of the media clock. The buffer is borrowed for the call: keep
+  /// a copy of the reference to keep the picture. Frames that come while the method is busy wait, however
+  /// many, and take memory, those of devices excepted, of which the latest one waits: hand long work to
+  /// another thread.
   virtual void capturableDidOutput(const std::shared_ptr<Capturable>& capturable,
                                    const CVPixelBufferRef& pixelBuffer, double timestamp) = 0;
 };

@@ -8,9 +8,9 @@
 namespace QelUtilVideo {
 
 /// Turns pixel buffers of any known format into bi-planar YUV 4:2:0, which is what views draw and most
-/// encoders take; displays and windows are captured as 32BGRA. Conversion is BT.601; alpha is ignored;
-/// packed YUV counts as video range. One converter serves one stream: it keeps a pool for the size it
-/// saw last. Not synchronised; use it on one thread at a time.
+/// encoders take; displays and windows are captured as 32BGRA, devices in this format already. Conversion is
+/// BT.601; alpha is ignored; packed YUV counts as video range. One converter serves one stream: it keeps a
+/// pool for the size it saw last. Not synchronised; use it on one thread at a time.
 ///
 ///     PixelBufferConverter toNV12;
 ///     if (CVPixelBufferRef frame = toNV12.convert(captured)) show(frame);

@@ -21,7 +21,7 @@ CameraDevice::CameraDevice(Key, Root& root, std::shared_ptr<AVCaptureDevice> dev
 }
 
 CameraDevice::~CameraDevice() {
-  tearDownSession();
+  stopAtOnce();
   log(LogLevel::info, logName() + " deinit");
 }
 

@@ -8,7 +8,7 @@ namespace QelUtilVideo::device {
 
 Device::Device(Root& root, std::string logName) : root_(root), logName_(std::move(logName)) {}
 
-Device::~Device() { tearDownSession(); }
+Device::~Device() = default;
 
 std::shared_ptr<Session> Device::session() const {
   return state_.with([](const State& state) { return state.session; });
@@ -54,19 +54,16 @@ bool Device::start(const std::shared_ptr<CapturableOutputDelegate>& delegate, NS
 void Device::stop() {
   const auto self = shared_from_this();
   log(LogLevel::info, logName_ + " stop");
-  const auto stopped = session();
+  // A host that starts again while it is told of the end gets another session.
+  const auto stopped = state_.with([](State& state) { return std::exchange(state.session, nullptr); });
   if (stopped) stopped->stop();
-  state_.with([&](State& state) {
-    // A host that starts again while it is told of the end goes on with the session that there is.
-    if (state.session != stopped) return;
-    state.session = nullptr;
-    state.delegate.reset();
+  state_.with([](State& state) {
+    if (!state.session) state.delegate.reset();
   });
 }
 
-void Device::tearDownSession() {
-  const auto left = state_.with([](State& state) { return std::exchange(state.session, nullptr); });
-  if (left) left->session()->stopRunning();
+void Device::stopAtOnce() {
+  if (const auto left = session()) left->session()->stopRunning();
 }
 
 }  // namespace QelUtilVideo::device

@@ -38,8 +38,8 @@ class Device : public SessionDelegate {
 
   [[nodiscard]] Root& root() const { return root_; }
   [[nodiscard]] Result<std::shared_ptr<Session>> makeSessionOf(std::shared_ptr<AVCaptureInput> input);
-  /// For destructors that have more to say afterwards.
-  void tearDownSession();
+  /// For destructors, which may have more to say before the session goes.
+  void stopAtOnce();
 
  private:
   struct State {

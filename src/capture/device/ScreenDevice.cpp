@@ -33,7 +33,7 @@ ScreenDevice::ScreenDevice(Key, Root& root, std::shared_ptr<NSScreen> screen, CG
 }
 
 ScreenDevice::~ScreenDevice() {
-  tearDownSession();
+  stopAtOnce();
   log(LogLevel::info, logName() + " deinit");
 }
 

@@ -108,23 +108,34 @@ void Session::configure() {
 }
 
 void Session::start() {
-  state_.with([](State& state) { state.stopped = false; });
+  state_.with([](State& state) {
+    state.stopped = state.released = false;
+    state.starts += 1;
+  });
   queue_->async([self = shared_from_this()] { self->startRunning(); });
 }
 
 void Session::startRunning() {
-  if (state_.with([](const State& state) { return state.stopped; })) return;
+  const auto isUnwanted = [this] {
+    // A source that has gone stopped what it knew of.
+    return delegate_.expired() || state_.with([](const State& state) { return state.stopped; });
+  };
+  if (isUnwanted()) return;
   log(LogLevel::info, logName_ + " session starting");
   report([](State&) { return [](SessionDelegate& told) { told.sessionWillStartRunning(); }; });
-  session_->startRunning();
+  if (!delegate_.expired()) session_->startRunning();
 }
 
 void Session::stop() {
   report([](State& state) -> Event {
-    state.stopped = true;
+    state.stopped = state.released = true;
     if (!std::exchange(state.started, false)) return nullptr;
     return [](SessionDelegate& told) { told.sessionDidStopRunning(nullptr); };
   });
+  queueStop();
+}
+
+void Session::queueStop() {
   queue_->async([self = shared_from_this()] { self->stopRunning(); });
 }
 
@@ -135,9 +146,13 @@ void Session::stopRunning() {
 
 void Session::didStartRunning(const NSNotification& /*notification*/) {
   log(LogLevel::info, logName_ + " session started");
-  report([](State& state) {
+  report([weak = weak_from_this()](State& state) {
     state.started = true;
-    return [](SessionDelegate& told) { told.sessionDidStartRunning(); };
+    state.untoldStarts += 1;
+    return [weak](SessionDelegate& told) {
+      told.sessionDidStartRunning();
+      if (const auto session = weak.lock()) session->state_.with([](State& held) { held.untoldStarts -= 1; });
+    };
   });
 }
 
@@ -158,15 +173,22 @@ void Session::runtimeError(const NSNotification& notification) {
   const std::string text = info.empty() ? "" : Value(info).description();
   log(LogLevel::info, logName_ + " session runtimeError (" + text + ")");
   bool isStarted = false;
+  int starts = 0;
   report([&](State& state) -> Event {
     isStarted = state.started;
+    starts = state.starts;
     const auto error = errorOf(notification);
     if (isStarted || !error) return nullptr;
     return [error](SessionDelegate& told) { told.sessionDidFailToStartRunning(*error); };
   });
   if (!isStarted) return;
   didStopRunning(notification);
-  stop();
+  // A host that has started again meanwhile is not to be stopped.
+  const bool isOver = state_.with([&](State& state) {
+    if (state.starts == starts) state.stopped = true;
+    return state.starts == starts;
+  });
+  if (isOver) queueStop();
 }
 
 void Session::didBeginInterruption(const NSNotification& notification) {
@@ -193,8 +215,8 @@ void Session::captureOutput(AVCaptureVideoDataOutput& /*output*/, const CMSample
     if (state.startTime == 0) state.startTime = now;
     state.outputCount += 1;
     if (!frame) state.failedCount += 1;
-    // A frame must not reach the delegate of a later session.
-    if (told && !state.stopped) addressee = told->delegate();
+    // A frame must not reach the delegate of a later session, nor come before the start was told.
+    if (told && !state.released && state.untoldStarts == 0) addressee = told->delegate();
   });
   if (!frame) return log(LogLevel::error, logName_ + " no image buffer in capture output");
   if (!told) return;
@@ -212,7 +234,7 @@ void Session::report(const std::function<Event(State&)>& change) {
   std::shared_ptr<CapturableOutputDelegate> addressee;  // let go after the lock, perhaps as its last holder
   state_.with([&](State& state) {
     // After a stop the source may be another session's.
-    const bool isForNobody = state.stopped;
+    const bool isForNobody = state.released;
     Event event = change(state);
     if (!event || !told) return;
     if (!isForNobody) addressee = told->delegate();

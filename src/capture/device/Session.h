@@ -68,10 +68,13 @@ class Session final : public AVCaptureVideoDataOutputSampleBufferDelegate,
 
  private:
   struct State {
-    bool started = false;  ///< from the platform's start to the stop that matches it
-    bool stopped = false;  ///< from a stop to the next start
-    double startTime = 0;  ///< seconds; of the current measuring interval, 0: none is open
-    double duration = 0;   ///< seconds; sum of the closed intervals
+    bool started = false;   ///< from the platform's start to the stop that matches it
+    bool stopped = false;   ///< from a stop to the next start
+    bool released = false;  ///< the same, but for stops after errors: the source has another session, or none
+    int starts = 0;         ///< that were asked for
+    int untoldStarts = 0;   ///< that happened, and of which the delegate is still to be told
+    double startTime = 0;   ///< seconds; of the current measuring interval, 0: none is open
+    double duration = 0;    ///< seconds; sum of the closed intervals
     std::int64_t outputCount = 0;
     std::int64_t failedCount = 0;
   };
@@ -83,6 +86,7 @@ class Session final : public AVCaptureVideoDataOutputSampleBufferDelegate,
   void configure();
   void startRunning();
   void stopRunning();
+  void queueStop();
   void closeInterval(State& state) const;
   /// Changes the state, under its lock, then tells the delegate, without it, the event that `change` answers
   /// (none: an empty one).

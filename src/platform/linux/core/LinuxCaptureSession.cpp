@@ -61,6 +61,7 @@ void LinuxCaptureSession::startRunning() {
     state.phase = Phase::starting;
     state.receiver = receiver;
     state.isInterrupted = false;
+    state.earlyInterruption.reset();
     state.earlyFailure.reset();
     return state.input;
   });
@@ -81,14 +82,17 @@ void LinuxCaptureSession::startRunning() {
   if (!opened.hasValue()) return postError(opened.error());
   if (!isStarted) return;
   post(AVCaptureSessionDidStartRunningNotification);
+  std::optional<std::string> interruption;
   const auto failure = state_.with([&](State& state) {
     std::optional<NSError> early;
     if (state.receiver != receiver) return early;
     early = std::exchange(state.earlyFailure, std::nullopt);
     state.phase = early ? Phase::idle : Phase::running;
+    if (!early) interruption = std::exchange(state.earlyInterruption, std::nullopt);
     return early;
   });
   if (failure) postError(*failure);
+  if (interruption) interrupt(*receiver, *interruption);
 }
 
 void LinuxCaptureSession::stopRunning() {
@@ -117,8 +121,9 @@ void LinuxCaptureSession::deliver(const Receiver& from, CMSampleBuffer sample) {
 
 void LinuxCaptureSession::interrupt(const Receiver& from, const std::string& reason) {
   const bool isNews = state_.with([&](State& state) {
-    const bool isRunning = state.phase == Phase::running && state.receiver.get() == &from;
-    return isRunning && !std::exchange(state.isInterrupted, true);
+    if (state.receiver.get() != &from) return false;
+    if (state.phase == Phase::starting) state.earlyInterruption = reason;
+    return state.phase == Phase::running && !std::exchange(state.isInterrupted, true);
   });
   if (!isNews) return;
   center_.postNotificationName(AVCaptureSessionWasInterruptedNotification, shared_from_this(),
@@ -127,14 +132,18 @@ void LinuxCaptureSession::interrupt(const Receiver& from, const std::string& rea
 
 void LinuxCaptureSession::resume(const Receiver& from) {
   const bool isNews = state_.with([&](State& state) {
-    return state.receiver.get() == &from && std::exchange(state.isInterrupted, false);
+    if (state.receiver.get() != &from) return false;
+    state.earlyInterruption.reset();
+    return std::exchange(state.isInterrupted, false);
   });
   if (isNews) post(AVCaptureSessionInterruptionEndedNotification);
 }
 
 void LinuxCaptureSession::fail(const Receiver& from, const NSError& error) {
+  std::shared_ptr<LinuxVideoDataOutput> output;
   const bool isRunning = state_.with([&](State& state) {
     if (state.receiver.get() != &from) return false;
+    output = state.output;
     if (state.phase != Phase::running) {
       state.earlyFailure = error;
       return false;
@@ -142,7 +151,10 @@ void LinuxCaptureSession::fail(const Receiver& from, const NSError& error) {
     state.phase = Phase::idle;
     return true;
   });
-  if (isRunning) postError(error);
+  if (!isRunning) return;
+  // What waits belongs to a capture that is over.
+  if (output) output->flush();
+  postError(error);
 }
 
 void LinuxCaptureSession::post(const char* name) { center_.postNotificationName(name, shared_from_this()); }

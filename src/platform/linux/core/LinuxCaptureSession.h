@@ -36,7 +36,8 @@ class LinuxCaptureSession final : public AVCaptureSession {
     std::shared_ptr<Receiver> receiver;  ///< of the stream that starts or runs
     std::unique_ptr<CaptureStream> stream;
     std::optional<NSError> earlyFailure;
-    bool isInterrupted = false;  ///< that was told, and not that it ended
+    bool isInterrupted = false;                    ///< that was told, and not that it ended
+    std::optional<std::string> earlyInterruption;  ///< its reason
   };
 
   void deliver(const Receiver& from, CMSampleBuffer sample);

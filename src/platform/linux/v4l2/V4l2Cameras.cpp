@@ -52,6 +52,9 @@ void V4l2Cameras::add(const CameraNode& node) {
   auto identity = identifyCamera(node);
   if (!identity) return;
   const auto camera = cameras_.with([&](Cameras& cameras) {
+    // Told of by two at once.
+    if (std::ranges::find(cameras, node.path, &V4l2Camera::path) != cameras.end())
+      return std::shared_ptr<V4l2Camera>();
     const auto isTaken = [&](const std::string& id) {
       return std::ranges::any_of(cameras, [&](const auto& other) { return other->uniqueID() == id; });
     };
@@ -61,7 +64,10 @@ void V4l2Cameras::add(const CameraNode& node) {
     cameras.push_back(std::make_shared<V4l2Camera>(node.path, *identity));
     return cameras.back();
   });
+  if (!camera) return;
   if (isComplete_) center_.postNotificationName(AVCaptureDeviceWasConnectedNotification, camera);
+  // It may have gone while it was asked who it is.
+  if (!camera->isConnected()) remove(node.path);
 }
 
 void V4l2Cameras::remove(const std::string& path) {

@@ -19,6 +19,8 @@ namespace QelUtilVideo {
 namespace {
 
 constexpr std::chrono::nanoseconds kPeriod{1'000'000'000 / 30};
+/// A display that is away for less has changed its mode, or its cable was moved.
+constexpr std::chrono::milliseconds kLongestAbsence{500};
 
 NSError displayGone() { return {kCaptureErrorDomain, ENODEV, "The display is not connected any more"}; }
 NSError serverGone() { return {kCaptureErrorDomain, ENOTCONN, "The connection to the X server is lost"}; }
@@ -49,6 +51,8 @@ class ScreenFrames {
     if (changes_->takeMonitors()) monitors_ = listMonitors(*connection_);
     return find() != monitors_.end();
   }
+  /// Whether the picture could be had and no frame be made of it.
+  [[nodiscard]] bool hasFailed() const { return hasFailed_; }
   /// The display as it is now, null while nothing can be had of it; or why there is nothing any more.
   [[nodiscard]] Result<CVPixelBufferRef> next();
 
@@ -57,6 +61,8 @@ class ScreenFrames {
     return std::ranges::find(monitors_, display_, &Monitor::displayID);
   }
   [[nodiscard]] Pointer pointerOn(const Monitor& monitor);
+  /// The last frame, for as long as the display may come back.
+  [[nodiscard]] Result<CVPixelBufferRef> whileAway();
 
   const std::shared_ptr<X11Connection> connection_;
   const CGDirectDisplayID display_;
@@ -67,6 +73,9 @@ class ScreenFrames {
   std::vector<Monitor> monitors_;
   Pointer pointer_;
   CVPixelBufferRef last_;
+  bool hasFailed_ = false;
+  bool isOwed_ = false;  ///< something changed of which there is no picture yet
+  std::optional<std::chrono::steady_clock::time_point> awaySince_;
 };
 
 Pointer ScreenFrames::pointerOn(const Monitor& monitor) {
@@ -78,22 +87,33 @@ Pointer ScreenFrames::pointerOn(const Monitor& monitor) {
           {location->x - monitor.x - cursor->hotSpot.x, location->y - monitor.y - cursor->hotSpot.y}};
 }
 
+Result<CVPixelBufferRef> ScreenFrames::whileAway() {
+  if (!connection_->isAlive()) return serverGone();
+  const auto now = std::chrono::steady_clock::now();
+  if (!awaySince_) awaySince_ = now;
+  if (now - *awaySince_ < kLongestAbsence) return last_;
+  return displayGone();
+}
+
 Result<CVPixelBufferRef> ScreenFrames::next() {
   // The first wait of each frame: with it come the events.
-  if (!isDisplayThere()) return connection_->isAlive() ? displayGone() : serverGone();
+  if (!isDisplayThere()) return whileAway();
   Monitor monitor = *find();
   Pointer pointer = pointerOn(monitor);
   if (!connection_->isAlive()) return serverGone();
-  if (!isDisplayThere()) return displayGone();
+  if (!isDisplayThere()) return whileAway();
+  awaySince_.reset();
   monitor = *find();
   const bool haveChanged = changes_->takePixels(*connection_);
-  if (last_ && !haveChanged && pointer == pointer_) return last_;
+  if (last_ && !haveChanged && !isOwed_ && pointer == pointer_) return last_;
 
   auto picture = copyDrawable(*connection_, pool_, connection_->root(),
                               {monitor.x, monitor.y, monitor.width, monitor.height});
   // It may have changed its size just now; the next frame knows.
+  isOwed_ = !picture;
   if (!picture) return connection_->isAlive() ? Result<CVPixelBufferRef>(last_) : serverGone();
   last_ = makeFrame_(std::move(picture), pointer.image, pointer.place);
+  hasFailed_ = !last_;
   pointer_ = std::move(pointer);
   return last_;
 }
@@ -106,7 +126,8 @@ void stream(ScreenFrames& frames, StreamReceiver& receiver, const StreamThread::
     if (!frame.hasValue()) return receiver.failed(frame.error());
     const auto now = std::chrono::steady_clock::now();
     const double seconds = std::chrono::duration<double>(now.time_since_epoch()).count();
-    if (frame.value()) receiver.sample({frame.value(), seconds});
+    // One without a picture counts as failed.
+    if (frame.value() || frames.hasFailed()) receiver.sample({frame.value(), seconds});
     // Times that were missed are left out.
     while (due <= now) due += kPeriod;
   }
