@@ -214,6 +214,41 @@ TEST_F(DeviceTest, aDeviceThatIsLetGoOfStopsAtOnce) {
   EXPECT_THAT(lines(), testing::Contains(" deinit"));
 }
 
+TEST_F(DeviceTest, aHostMayStartAgainWhenItIsToldOfTheEnd) {
+  for (const bool isError : {false, true}) {
+    const auto told = std::make_shared<RecordingDelegate>();
+    const auto next = std::make_shared<RecordingDelegate>();
+    told->react = [&](const std::string& happened, RecordingDelegate::Capturables source) {
+      EXPECT_TRUE(!happened.starts_with("didStop") || source->start(next));
+    };
+    EXPECT_TRUE(camera_->start(told, nullptr));
+    machine_->settle();
+    if (isError) {
+      platformSession()->isRunning = false;
+      platformSession()->post(AVCaptureSessionRuntimeErrorNotification, with({"test", 5, "broken"}));
+    } else {
+      camera_->stop();
+    }
+    machine_->settle();
+    EXPECT_TRUE(platformSession()->isRunning);
+    EXPECT_THAT(next->events(), ElementsAre("willStart", "didStart"));
+    EXPECT_EQ(camera_->delegate(), next);
+    camera_->stop();
+    machine_->settle();
+  }
+}
+
+TEST_F(DeviceTest, nothingStartsForADeviceThatHasGone) {
+  EXPECT_TRUE(camera_->start(delegate_, nullptr));
+  const auto session = platformSession();
+  camera_.reset();
+  machine_->settle();
+  EXPECT_FALSE(session->isRunning);
+  EXPECT_THAT(delegate_->events(), testing::IsEmpty());
+  EXPECT_THAT(lines(), ElementsAre(" start", " session init", " deinit", testing::StartsWith(" sample info"),
+                                   " session deinit"));
+}
+
 TEST_F(DeviceTest, aHostMayStopAndStartFromInsideEachEvent) {
   for (const std::string event : {"willStart", "didStart", "frame", "didStop none"}) {
     const auto told = std::make_shared<RecordingDelegate>();

@@ -108,6 +108,27 @@ TEST_F(LinuxCaptureSessions, tellOfAFailureAfterTheStartHoweverEarlyItCame) {
   }
 }
 
+TEST_F(LinuxCaptureSessions, tellOfAnInterruptionHoweverEarlyItCameAndDeliverNothingAfterAFailure) {
+  std::atomic<bool> isOver = false;
+  setInput([&](StreamReceiver& to, const StreamThread::Stop& stop) {
+    to.interrupted("too early");
+    isOver = true;
+    (void)stop.sleepUntil(std::chrono::steady_clock::now() + 20ms);
+    to.resumed();
+    to.sample({nullptr, 1});
+    to.failed(kGone);
+  });
+  react = [&](const std::string& name) {
+    // Whoever is told of the start takes his time.
+    EXPECT_TRUE(!name.starts_with("DidStart") || eventually([&] { return isOver.load(); }));
+  };
+  session_->startRunning();
+  EXPECT_TRUE(eventually([&] { return told().size() == 4; }));
+  machine_->settle();
+  EXPECT_THAT(told(), ElementsAre("DidStartRunning", "WasInterrupted", "InterruptionEnded", "RuntimeError"));
+  EXPECT_EQ(receiver_->times.copy().size(), 0U) << "what waited belonged to a capture that is over";
+}
+
 TEST_F(LinuxCaptureSessions, tellOfADeviceThatCannotBeOpened) {
   setInput(nullptr);
   session_->startRunning();

@@ -5,7 +5,7 @@
 #include "render/metal/Geometry.h"
 #include "render/metal/Pipelines.h"
 #include "support/TemporaryFolder.h"
-#include "support/simulated/SimulatedPlatform.h"
+#include "support/WarmUp.h"
 
 #include <QelUtilVideo/platform/CGImage.h>
 
@@ -31,6 +31,12 @@ std::optional<std::string> shaderLibrary() {
   const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
   return (program.parent_path().parent_path() / "lib/QelUtilVideo/shaders.lib").string();
 }
+
+/// Drivers and layers keep memory that nobody can tell the owner of once they are unloaded: one stays loaded.
+const qeltest::WarmUp kWarmUp([] {
+  static VulkanMetal kept(shaderLibrary, nullptr);
+  static const auto device = kept.MTLCreateSystemDefaultDevice();
+});
 
 /// The graphics processor that there is, watched by the validation layers where they are installed.
 class VulkanDevices : public testing::Test {
