@@ -34,8 +34,9 @@ std::optional<std::string> shaderLibrary() {
 
 /// Drivers and layers keep memory that nobody can tell the owner of once they are unloaded: one stays loaded.
 const qeltest::WarmUp kWarmUp([] {
-  static VulkanMetal kept(shaderLibrary, nullptr);
-  static const auto device = kept.MTLCreateSystemDefaultDevice();
+  // Never destroyed: drivers are gone before statics are.
+  static VulkanMetal* const kept = std::make_unique<VulkanMetal>(shaderLibrary, nullptr).release();
+  (void)kept->MTLCreateSystemDefaultDevice();
 });
 
 /// The graphics processor that there is, watched by the validation layers where they are installed.
