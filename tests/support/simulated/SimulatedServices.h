@@ -126,5 +126,4 @@ class SimulatedDiagnostics final : public Diagnostics {
        {Finding::Area::drawing, "OpenGL", Finding::State::ok, "scripted", ""}}};
 };
 
-
 }  // namespace QelUtilVideo
