@@ -1,13 +1,10 @@
 #include "render/metal/RenderContext.h"
 
 #include "log/Log.h"
-#include "platform/HostCall.h"
 #include "render/metal/MetalRenderView_macOS.h"
 #include "render/metal/Pipelines.h"
 #include "render/metal/PlaneTextures.h"
 
-#include <QelUtilVideo/RenderView.h>
-#include <QelUtilVideo/RenderViewData.h>
 #include <QelUtilVideo/RenderViewDataSource.h>
 #include <QelUtilVideo/RenderViewDelegate.h>
 
@@ -46,8 +43,8 @@ std::optional<CGSize> RenderContext::drawCurrent(MetalRenderView_macOS& view) {
   const auto drawable = view.currentDrawable();
   if (!drawable) return std::nullopt;
   const auto source = dataSource();
-  const std::optional<Frame> frame = snapshot(source);
-  notifyDelegate(view, frame);
+  const auto frame = FrameSnapshot::take(source);
+  tellOfNewFrame(view, view.renderDelegate(), frame, lastTimestamp_);
   const auto pass = view.currentRenderPassDescriptor();
   if (!pass) return std::nullopt;
   const auto commands = commandQueue().commandBuffer();
@@ -56,13 +53,14 @@ std::optional<CGSize> RenderContext::drawCurrent(MetalRenderView_macOS& view) {
 
   CGSize shown;
   if (const auto planes = texturesOf(frame)) {
-    const bool animated = isFromSameSource(source, *frame) && rotateAnimationEnabled_;
+    const bool isSameSource = lastMetadata_ && lastMetadata_->made(source, *frame);
+    const bool animated = isSameSource && rotateAnimationEnabled_;
     geometry_.updateOrientation(frame->orientation, animated, planes->imageSize);
     const CGSize drawableSize = view.drawableSize();
     const Geometry::Size effective = geometry_.resize(*device_, {drawableSize.width, drawableSize.height});
     shown = {effective.width, effective.height};
     drawSharp(*commands, *pass, *planes);
-    lastMetadata_ = Metadata{source, frame->deviceID, frame->deviceType};
+    lastMetadata_.emplace(source, *frame);
     lastTimestamp_ = frame->timestamp;
   } else {
     clear(*commands, *pass);
@@ -72,38 +70,10 @@ std::optional<CGSize> RenderContext::drawCurrent(MetalRenderView_macOS& view) {
   return shown;
 }
 
-std::optional<RenderContext::Frame> RenderContext::snapshot(
-    const std::shared_ptr<RenderViewDataSource>& source) const {
-  std::optional<Frame> frame;
-  if (!source) return frame;
-  callHost("RenderViewDataSource", [&] {
-    const auto data = source->data();
-    if (!data) return;
-    frame = Frame{data->timestamp(), data->pixelBuffer(), data->orientation(), data->deviceID(),
-                  data->deviceType()};
-  });
-  return frame;
-}
-
-void RenderContext::notifyDelegate(const MetalRenderView_macOS& view,
-                                   const std::optional<Frame>& frame) const {
-  const auto delegate = view.renderDelegate();
-  const double timestamp = frame ? frame->timestamp : 0;
-  if (!delegate || timestamp == lastTimestamp_) return;
-  const auto renderView = std::dynamic_pointer_cast<RenderView>(view.superview());
-  if (renderView) callHost("RenderViewDelegate", [&] { delegate->renderViewWillRender(*renderView); });
-}
-
-std::optional<PlaneTextures> RenderContext::texturesOf(const std::optional<Frame>& frame) {
+std::optional<PlaneTextures> RenderContext::texturesOf(const std::optional<FrameSnapshot>& frame) {
   if (!frame || (deviceType_ && *deviceType_ != frame->deviceType) || !frame->pixelBuffer)
     return std::nullopt;
   return makeTextures(frame->pixelBuffer, textureCache(), logName_);
-}
-
-bool RenderContext::isFromSameSource(const std::shared_ptr<RenderViewDataSource>& source,
-                                     const Frame& frame) const {
-  return lastMetadata_ && lastMetadata_->bufferID.lock() == source &&
-         lastMetadata_->deviceID == frame.deviceID && lastMetadata_->deviceType == frame.deviceType;
 }
 
 void RenderContext::drawSharp(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass,

@@ -2,6 +2,7 @@
 
 #include "platform/Metal.h"
 #include "platform/Synchronised.h"
+#include "render/FrameSnapshot.h"
 #include "render/metal/Geometry.h"
 
 #include <QelUtilVideo/platform/CGGeometry.h>
@@ -56,27 +57,8 @@ class RenderContext {
   [[nodiscard]] double lastTimestamp() const { return lastTimestamp_; }
 
  private:
-  /// Who made the frame drawn last.
-  struct Metadata {
-    std::weak_ptr<RenderViewDataSource> bufferID;
-    std::uint8_t deviceID = 0;
-    std::uint8_t deviceType = 0;
-  };
-  /// A frame's properties, each read once.
-  struct Frame {
-    double timestamp = 0;
-    CVPixelBufferRef pixelBuffer;
-    CGImagePropertyOrientation orientation = CGImagePropertyOrientation::up;
-    std::uint8_t deviceID = 0;
-    std::uint8_t deviceType = 0;
-  };
-
   [[nodiscard]] std::optional<CGSize> drawCurrent(MetalRenderView_macOS& view);
-  [[nodiscard]] std::optional<Frame> snapshot(const std::shared_ptr<RenderViewDataSource>& source) const;
-  void notifyDelegate(const MetalRenderView_macOS& view, const std::optional<Frame>& frame) const;
-  [[nodiscard]] std::optional<PlaneTextures> texturesOf(const std::optional<Frame>& frame);
-  [[nodiscard]] bool isFromSameSource(const std::shared_ptr<RenderViewDataSource>& source,
-                                      const Frame& frame) const;
+  [[nodiscard]] std::optional<PlaneTextures> texturesOf(const std::optional<FrameSnapshot>& frame);
   void drawSharp(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass,
                  const PlaneTextures& planes);
   void clear(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass);
@@ -87,7 +69,7 @@ class RenderContext {
   const std::string logName_;
   Synchronised<std::shared_ptr<RenderViewDataSource>> dataSource_;
   std::optional<std::uint8_t> deviceType_;
-  std::optional<Metadata> lastMetadata_;
+  std::optional<FrameOrigin> lastMetadata_;  ///< who made the frame drawn last
   double lastTimestamp_ = 0;
   bool rotateAnimationEnabled_ = false;
   float blurRadius_ = 0;

@@ -4,8 +4,6 @@
 #include "platform/Platform.h"
 #include "render/opengl/OpenGLRenderView.h"
 
-#include <QelUtilVideo/RenderView.h>
-#include <QelUtilVideo/RenderViewData.h>
 #include <QelUtilVideo/RenderViewDataSource.h>
 #include <QelUtilVideo/RenderViewDelegate.h>
 
@@ -81,8 +79,8 @@ Geometry::Size RenderContext::viewportSize(const OpenGLRenderView& view) {
 
 CGSize RenderContext::render(OpenGLRenderView& view, Geometry::Size viewport) {
   const RenderSettings settings = takeSettings();
-  const std::optional<Frame> frame = snapshot(settings);
-  notifyDelegate(view, frame);
+  const auto frame = FrameSnapshot::take(settings.dataSource);
+  tellOfNewFrame(view, view.renderDelegate(), frame, lastTimestamp_);
   clear(settings);
   // Where the picture goes in the end: asked before anything else may be bound.
   static_cast<void>(drawFramebuffer());
@@ -118,26 +116,6 @@ RenderSettings RenderContext::takeSettings() {
   return taken;
 }
 
-std::optional<RenderContext::Frame> RenderContext::snapshot(const RenderSettings& settings) const {
-  std::optional<Frame> frame;
-  if (!settings.dataSource) return frame;
-  callHost("RenderViewDataSource", [&] {
-    const auto data = settings.dataSource->data();
-    if (!data) return;
-    frame = Frame{data->timestamp(), data->pixelBuffer(), data->orientation(), data->deviceID(),
-                  data->deviceType()};
-  });
-  return frame;
-}
-
-void RenderContext::notifyDelegate(OpenGLRenderView& view, const std::optional<Frame>& frame) const {
-  const auto delegate = view.renderDelegate();
-  const double timestamp = frame ? frame->timestamp : 0;
-  if (!delegate || timestamp == lastTimestamp_) return;
-  const auto renderView = std::dynamic_pointer_cast<RenderView>(view.superview());
-  if (renderView) callHost("RenderViewDelegate", [&] { delegate->renderViewWillRender(*renderView); });
-}
-
 void RenderContext::clear(const RenderSettings& settings) const {
   const auto& color = settings.clearColor;
   gl_.checked()->glClearColor(color[0], color[1], color[2], color[3]);
@@ -150,10 +128,8 @@ GLint RenderContext::drawFramebuffer() const {
   return framebuffer;
 }
 
-bool RenderContext::update(const Frame& frame, const RenderSettings& settings) {
-  const bool sameSource = lastMetadata_ && lastMetadata_->bufferID.lock() == settings.dataSource &&
-                          lastMetadata_->deviceID == frame.deviceID &&
-                          lastMetadata_->deviceType == frame.deviceType;
+bool RenderContext::update(const FrameSnapshot& frame, const RenderSettings& settings) {
+  const bool sameSource = lastMetadata_ && lastMetadata_->made(settings.dataSource, frame);
   if (CVPixelBufferLockBaseAddress(*frame.pixelBuffer) != kCVReturnSuccess) {
     // The frame before is shown again, if this context has one.
     return lastMetadata_ && texture_.imageSize() != Texture::Size{};
@@ -164,7 +140,7 @@ bool RenderContext::update(const Frame& frame, const RenderSettings& settings) {
     geometry_.updateOrientation(frame.orientation, sameSource && settings.rotateAnimationEnabled,
                                 texture_.imageSize());
   }
-  lastMetadata_ = Metadata{settings.dataSource, frame.deviceID, frame.deviceType};
+  lastMetadata_.emplace(settings.dataSource, frame);
   lastTimestamp_ = frame.timestamp;
   return true;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Synchronised.h"
+#include "render/FrameSnapshot.h"
 #include "render/opengl/GL.h"
 #include "render/opengl/Geometry.h"
 #include "render/opengl/Program.h"
@@ -76,36 +77,19 @@ class RenderContext {
   void release();
 
  private:
-  /// Who made the frame drawn last.
-  struct Metadata {
-    std::weak_ptr<RenderViewDataSource> bufferID;
-    std::uint8_t deviceID = 0;
-    std::uint8_t deviceType = 0;
-  };
-  /// A frame's properties, each read once.
-  struct Frame {
-    double timestamp = 0;
-    CVPixelBufferRef pixelBuffer;
-    CGImagePropertyOrientation orientation = CGImagePropertyOrientation::up;
-    std::uint8_t deviceID = 0;
-    std::uint8_t deviceType = 0;
-  };
-
   [[nodiscard]] RenderSettings takeSettings();
-  [[nodiscard]] std::optional<Frame> snapshot(const RenderSettings& settings) const;
-  void notifyDelegate(OpenGLRenderView& view, const std::optional<Frame>& frame) const;
   void clear(const RenderSettings& settings) const;
   [[nodiscard]] GLint drawFramebuffer() const;
   /// Uploads the frame, unless it is there already, and takes over its orientation. Answers whether
   /// there is a picture to draw, which may be the one before.
-  [[nodiscard]] bool update(const Frame& frame, const RenderSettings& settings);
+  [[nodiscard]] bool update(const FrameSnapshot& frame, const RenderSettings& settings);
   void publishFitMode(const RenderSettings& settings);
   void drawSharp(bool placementChanged);
 
   GL gl_;
   Synchronised<RenderSettings> settings_;
-  std::optional<Metadata> lastMetadata_;
-  double lastTimestamp_ = 0;  ///< seconds; 0: the last refresh showed no picture
+  std::optional<FrameOrigin> lastMetadata_;  ///< who made the frame drawn last
+  double lastTimestamp_ = 0;                 ///< seconds; 0: the last refresh showed no picture
   Geometry geometry_;
   Texture texture_;
   Program program_;
