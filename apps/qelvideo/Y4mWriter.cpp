@@ -50,7 +50,7 @@ ByteOutput::Outcome Y4mWriter::write(CVPixelBuffer& frame) {
                   " (" + pixelFormatName(frame.format()) + ") does not go into a film of " +
                   std::to_string(header_.width) + "x" + std::to_string(header_.height));
   }
-  const PixelBufferLock lock(frame);
+  const PixelBufferLock lock(frame, kCVPixelBufferLock_ReadOnly);
   const PixelPlane& luma = frame.planes()[0];
   const PixelPlane& chroma = frame.planes()[1];
   std::byte* target = piece_.data() + frameStart_ + frameLine.size();

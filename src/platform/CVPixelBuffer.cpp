@@ -27,6 +27,11 @@ const PixelPlane* planeOf(const CVPixelBuffer& buffer, std::size_t plane) {
   return plane < buffer.planes().size() ? &buffer.planes()[plane] : nullptr;
 }
 
+std::uint64_t newGeneration() {
+  static std::atomic<std::uint64_t> last{0};
+  return ++last;
+}
+
 }  // namespace
 
 std::string pixelFormatName(OSType format) {
@@ -47,7 +52,8 @@ CVPixelBuffer::CVPixelBuffer(OSType format, std::size_t width, std::size_t heigh
       width_(width),
       height_(height),
       planes_(std::move(planes)),
-      release_(std::move(release)) {}
+      release_(std::move(release)),
+      generation_(newGeneration()) {}
 
 CVPixelBuffer::~CVPixelBuffer() {
   if (!release_) return;
@@ -101,25 +107,26 @@ CVReturn CVPixelBufferCreate(std::size_t width, std::size_t height, OSType forma
                              CVPixelBufferRef& buffer) try {
   if (const CVReturn refused = checkPixelBufferSize(width, height, format)) return refused;
   const PixelMemoryLayout layout(width, height, format);
-  const std::shared_ptr<std::byte[]> memory = layout.allocate();
+  const std::shared_ptr<PixelMemory> memory = layout.allocate();
   if (!memory) return kCVReturnAllocationFailed;
-  return wrapPixelMemory(
-      width, height, format, layout, memory.get(), [memory] {}, buffer);
+  return wrapPixelMemory(width, height, format, layout, memory, nullptr, buffer);
 } catch (const std::bad_alloc&) {
   return kCVReturnAllocationFailed;
 }
 
-CVReturn CVPixelBufferLockBaseAddress(CVPixelBuffer& buffer) {
+CVReturn CVPixelBufferLockBaseAddress(CVPixelBuffer& buffer, CVPixelBufferLockFlags) {
   buffer.locks_.fetch_add(1);
   return kCVReturnSuccess;
 }
 
-CVReturn CVPixelBufferUnlockBaseAddress(CVPixelBuffer& buffer) {
+CVReturn CVPixelBufferUnlockBaseAddress(CVPixelBuffer& buffer, CVPixelBufferLockFlags flags) {
   int locks = buffer.locks_.load();
-  while (locks > 0) {
-    if (buffer.locks_.compare_exchange_weak(locks, locks - 1)) return kCVReturnSuccess;
+  while (locks > 0 && !buffer.locks_.compare_exchange_weak(locks, locks - 1)) {
   }
-  return kCVReturnPixelBufferNotLocked;
+  if (locks <= 0) return kCVReturnPixelBufferNotLocked;
+  // An exchange: whoever sees this writer's number sees what the writers before wrote, too.
+  if (!(flags & kCVPixelBufferLock_ReadOnly)) buffer.generation_.exchange(newGeneration());
+  return kCVReturnSuccess;
 }
 
 std::size_t CVPixelBufferGetWidth(const CVPixelBuffer& buffer) { return buffer.width(); }

@@ -17,23 +17,25 @@ constexpr std::size_t kMaximumFreeBuffers = 4;
 }  // namespace
 
 struct CVPixelBufferPool::State {
+  using Memory = std::vector<std::shared_ptr<PixelMemory>>;
+
   State(std::size_t pixelsWide, std::size_t pixelsHigh, OSType code)
       : width(pixelsWide), height(pixelsHigh), format(code), layout(pixelsWide, pixelsHigh, code) {
-    free.with([](std::vector<PixelMemory>& memory) { memory.reserve(kMaximumFreeBuffers); });
+    free.with([](Memory& memory) { memory.reserve(kMaximumFreeBuffers); });
   }
 
-  PixelMemory take() {
-    PixelMemory taken = free.with([](std::vector<PixelMemory>& memory) {
-      if (memory.empty()) return PixelMemory();
-      PixelMemory last = std::move(memory.back());
+  std::shared_ptr<PixelMemory> take() {
+    std::shared_ptr<PixelMemory> taken = free.with([](Memory& memory) {
+      if (memory.empty()) return std::shared_ptr<PixelMemory>();
+      std::shared_ptr<PixelMemory> last = std::move(memory.back());
       memory.pop_back();
       return last;
     });
     return taken ? std::move(taken) : layout.allocate();
   }
 
-  void giveBack(PixelMemory memory) {
-    free.with([&](std::vector<PixelMemory>& kept) {
+  void giveBack(std::shared_ptr<PixelMemory> memory) {
+    free.with([&](Memory& kept) {
       if (kept.size() < kMaximumFreeBuffers) kept.push_back(std::move(memory));
     });
   }
@@ -42,7 +44,7 @@ struct CVPixelBufferPool::State {
   const std::size_t height;
   const OSType format;
   const PixelMemoryLayout layout;
-  Synchronised<std::vector<PixelMemory>> free;  ///< the one that came back last is handed out first
+  Synchronised<Memory> free;  ///< the one that came back last is handed out first
 };
 
 std::shared_ptr<CVPixelBufferPool> CVPixelBufferPool::make(std::size_t width, std::size_t height,
@@ -61,14 +63,14 @@ CVPixelBufferPool::CVPixelBufferPool(std::shared_ptr<State> state) : state_(std:
 CVPixelBufferPool::~CVPixelBufferPool() = default;
 
 CVPixelBufferRef CVPixelBufferPool::makePixelBuffer() try {
-  const auto memory = std::make_shared<PixelMemory>(state_->take());
-  if (!*memory) return nullptr;
+  const std::shared_ptr<PixelMemory> memory = state_->take();
+  if (!memory) return nullptr;
   auto release = [memory, pool = std::weak_ptr(state_)] {
-    if (const std::shared_ptr<State> state = pool.lock()) state->giveBack(std::move(*memory));
+    if (const std::shared_ptr<State> state = pool.lock()) state->giveBack(memory);
   };
   CVPixelBufferRef buffer;
-  const CVReturn made = wrapPixelMemory(state_->width, state_->height, state_->format, state_->layout,
-                                        memory->get(), std::move(release), buffer);
+  const CVReturn made = wrapPixelMemory(state_->width, state_->height, state_->format, state_->layout, memory,
+                                        std::move(release), buffer);
   return made == kCVReturnSuccess ? buffer : nullptr;
 } catch (const std::bad_alloc&) {
   return nullptr;

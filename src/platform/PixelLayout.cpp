@@ -1,6 +1,5 @@
 #include "platform/PixelLayout.h"
 
-#include <cstdlib>
 #include <utility>
 
 namespace QelUtilVideo {
@@ -9,7 +8,6 @@ namespace {
 
 constexpr std::size_t kMaximumSide = 65535;
 constexpr std::size_t kRowAlignment = 64;
-constexpr std::size_t kMemoryAlignment = 4096;
 
 constexpr std::size_t roundedUp(std::size_t value, std::size_t multiple) {
   return (value + multiple - 1) / multiple * multiple;
@@ -56,8 +54,6 @@ CVReturn checkPixelBufferSize(std::size_t width, std::size_t height, OSType form
   return kCVReturnSuccess;
 }
 
-void FreeMemory::operator()(std::byte* memory) const { std::free(memory); }
-
 PixelMemoryLayout::PixelMemoryLayout(std::size_t width, std::size_t height, OSType format) {
   for (const PixelPlaneShape& shape : pixelPlaneShapes(width, height, format)) {
     const std::size_t bytesPerRow = roundedUp(shape.minimumRow, kRowAlignment);
@@ -67,10 +63,7 @@ PixelMemoryLayout::PixelMemoryLayout(std::size_t width, std::size_t height, OSTy
   }
 }
 
-PixelMemory PixelMemoryLayout::allocate() const {
-  return PixelMemory(
-      static_cast<std::byte*>(std::aligned_alloc(kMemoryAlignment, roundedUp(size, kMemoryAlignment))));
-}
+std::shared_ptr<PixelMemory> PixelMemoryLayout::allocate() const { return PixelMemory::allocate(size); }
 
 std::vector<PixelPlane> PixelMemoryLayout::placedAt(std::byte* memory) const {
   std::vector<PixelPlane> placed = planes;
@@ -79,15 +72,20 @@ std::vector<PixelPlane> PixelMemoryLayout::placedAt(std::byte* memory) const {
 }
 
 CVReturn wrapPixelMemory(std::size_t width, std::size_t height, OSType format,
-                         const PixelMemoryLayout& layout, std::byte* memory,
+                         const PixelMemoryLayout& layout, std::shared_ptr<PixelMemory> memory,
                          CVPixelBuffer::ReleaseCallback release, CVPixelBufferRef& buffer) {
-  std::vector<PixelPlane> planes = layout.placedAt(memory);
-  if (isPackedFormat(format) == true) {
-    return CVPixelBufferCreateWithBytes(width, height, format, memory, planes.front().bytesPerRow,
-                                        std::move(release), buffer);
-  }
-  return CVPixelBufferCreateWithPlanarBytes(width, height, format, std::move(planes), std::move(release),
-                                            buffer);
+  std::vector<PixelPlane> planes = layout.placedAt(memory->bytes());
+  CVPixelBufferRef made;
+  const CVReturn result =
+      isPackedFormat(format) == true
+          ? CVPixelBufferCreateWithBytes(width, height, format, memory->bytes(), planes.front().bytesPerRow,
+                                         std::move(release), made)
+          : CVPixelBufferCreateWithPlanarBytes(width, height, format, std::move(planes), std::move(release),
+                                               made);
+  if (result != kCVReturnSuccess) return result;
+  PixelMemory::keep(std::move(memory), *made);
+  buffer = std::move(made);
+  return kCVReturnSuccess;
 }
 
 }  // namespace QelUtilVideo

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/PixelMemory.h"
+
 #include <QelUtilVideo/platform/CVPixelBuffer.h>
 
 #include <cstddef>
@@ -27,12 +29,6 @@ struct PixelPlaneShape {
 /// Success, or why no buffer can have this size and format.
 [[nodiscard]] CVReturn checkPixelBufferSize(std::size_t width, std::size_t height, OSType format);
 
-/// Page-aligned memory, freed by its owner. The pages are mapped when they are first touched.
-struct FreeMemory {
-  void operator()(std::byte* memory) const;
-};
-using PixelMemory = std::unique_ptr<std::byte[], FreeMemory>;
-
 /// Where the planes of a picture lie in one piece of memory of `size` bytes: rows and planes aligned to
 /// 64 bytes.
 struct PixelMemoryLayout {
@@ -43,14 +39,14 @@ struct PixelMemoryLayout {
   PixelMemoryLayout() = default;
   PixelMemoryLayout(std::size_t width, std::size_t height, OSType format);
   /// Memory for one picture; null when there is none.
-  [[nodiscard]] PixelMemory allocate() const;
+  [[nodiscard]] std::shared_ptr<PixelMemory> allocate() const;
   /// The planes of the picture that begins at `memory`.
   [[nodiscard]] std::vector<PixelPlane> placedAt(std::byte* memory) const;
 };
 
-/// A buffer over memory of this layout; `release` as in `CVPixelBufferCreateWithBytes`.
+/// A buffer over memory of this layout, which it keeps; `release` as in `CVPixelBufferCreateWithBytes`.
 [[nodiscard]] CVReturn wrapPixelMemory(std::size_t width, std::size_t height, OSType format,
-                                       const PixelMemoryLayout& layout, std::byte* memory,
+                                       const PixelMemoryLayout& layout, std::shared_ptr<PixelMemory> memory,
                                        CVPixelBuffer::ReleaseCallback release, CVPixelBufferRef& buffer);
 
 }  // namespace QelUtilVideo

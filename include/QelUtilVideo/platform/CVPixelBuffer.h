@@ -54,13 +54,23 @@ struct PixelPlane {
   std::size_t bytesPerRow = 0;  ///< distance of two rows in bytes, padding included
 };
 
+/// How the bytes are going to be accessed: 0, or this.
+using CVPixelBufferLockFlags = std::uint64_t;
+inline constexpr CVPixelBufferLockFlags kCVPixelBufferLock_ReadOnly = 1;
+
 class CVPixelBuffer;
 using CVPixelBufferRef = std::shared_ptr<CVPixelBuffer>;
+class PixelMemory;
 
 /// A picture in memory: format, size and planes are fixed at creation; the bytes belong to it until the
 /// last reference goes, and then go back to where they came from through the release callback, on the
-/// thread that dropped it. Reading the properties is safe on any thread. Readers and writers of the
-/// bytes bracket their access with the lock functions; the lock counts, it does not exclude.
+/// thread that dropped it. Reading the properties is safe on any thread.
+///
+/// Readers and writers of the bytes bracket their access with the lock functions; the lock counts, it does
+/// not exclude. The end of a lock without `kCVPixelBufferLock_ReadOnly` is a writing: views then take the
+/// picture anew, so those who only read say so. The maker of a buffer may write without a lock until others
+/// know the buffer; what is written without one later may never be seen. A picture that is being shown may be
+/// seen half written: another buffer is better.
 class QEL_EXPORT CVPixelBuffer : public std::enable_shared_from_this<CVPixelBuffer> {
  public:
   using ReleaseCallback = std::function<void()>;
@@ -74,6 +84,9 @@ class QEL_EXPORT CVPixelBuffer : public std::enable_shared_from_this<CVPixelBuff
   [[nodiscard]] std::size_t height() const { return height_; }
   /// One entry per plane; a packed format has a single entry that is the picture itself.
   [[nodiscard]] const std::vector<PixelPlane>& planes() const { return planes_; }
+  /// Stands for what is in the buffer: another number after each writing, and never one that this or any
+  /// other buffer of the process had before; never 0. Whoever sees it sees what was written until then.
+  [[nodiscard]] std::uint64_t writeGeneration() const { return generation_.load(); }
 
  private:
   friend CVReturn CVPixelBufferCreateWithBytes(std::size_t, std::size_t, OSType, void*, std::size_t,
@@ -81,8 +94,9 @@ class QEL_EXPORT CVPixelBuffer : public std::enable_shared_from_this<CVPixelBuff
   friend CVReturn CVPixelBufferCreateWithPlanarBytes(std::size_t, std::size_t, OSType,
                                                      std::vector<PixelPlane>, ReleaseCallback,
                                                      CVPixelBufferRef&);
-  friend CVReturn CVPixelBufferLockBaseAddress(CVPixelBuffer&);
-  friend CVReturn CVPixelBufferUnlockBaseAddress(CVPixelBuffer&);
+  friend CVReturn CVPixelBufferLockBaseAddress(CVPixelBuffer&, CVPixelBufferLockFlags);
+  friend CVReturn CVPixelBufferUnlockBaseAddress(CVPixelBuffer&, CVPixelBufferLockFlags);
+  friend class PixelMemory;
 
   CVPixelBuffer(OSType format, std::size_t width, std::size_t height, std::vector<PixelPlane> planes,
                 ReleaseCallback release);
@@ -92,7 +106,9 @@ class QEL_EXPORT CVPixelBuffer : public std::enable_shared_from_this<CVPixelBuff
   std::size_t height_;
   std::vector<PixelPlane> planes_;
   ReleaseCallback release_;
+  std::shared_ptr<PixelMemory> memory_;  ///< of bytes that were allocated for it
   std::atomic<int> locks_{0};
+  std::atomic<std::uint64_t> generation_;
 };
 
 /// Wraps bytes of a packed format without copying. `release` is called once, when the buffer is freed;
@@ -119,10 +135,12 @@ class QEL_EXPORT CVPixelBuffer : public std::enable_shared_from_this<CVPixelBuff
 [[nodiscard]] QEL_EXPORT CVReturn CVPixelBufferCreate(std::size_t width, std::size_t height, OSType format,
                                                       CVPixelBufferRef& buffer);
 
-/// Locks for access by the processor. Always succeeds for a live buffer of this library.
-[[nodiscard]] QEL_EXPORT CVReturn CVPixelBufferLockBaseAddress(CVPixelBuffer& buffer);
-/// Ends one lock. Without a lock under way: `kCVReturnPixelBufferNotLocked`.
-QEL_EXPORT CVReturn CVPixelBufferUnlockBaseAddress(CVPixelBuffer& buffer);
+/// Locks for access by the processor. Always succeeds for a live buffer of this library. Any thread.
+[[nodiscard]] QEL_EXPORT CVReturn CVPixelBufferLockBaseAddress(CVPixelBuffer& buffer,
+                                                               CVPixelBufferLockFlags flags = 0);
+/// Ends one lock, with the flags that it began with. Without a lock under way:
+/// `kCVReturnPixelBufferNotLocked`. Any thread.
+QEL_EXPORT CVReturn CVPixelBufferUnlockBaseAddress(CVPixelBuffer& buffer, CVPixelBufferLockFlags flags = 0);
 
 [[nodiscard]] QEL_EXPORT std::size_t CVPixelBufferGetWidth(const CVPixelBuffer& buffer);
 [[nodiscard]] QEL_EXPORT std::size_t CVPixelBufferGetHeight(const CVPixelBuffer& buffer);

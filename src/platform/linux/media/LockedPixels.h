@@ -26,12 +26,13 @@ using SourceRows = BasicRows<const std::uint8_t>;
 /// Keeps a buffer locked for as long as it lives, and gives its planes.
 class LockedPixels {
  public:
-  explicit LockedPixels(CVPixelBuffer& buffer) : buffer_(buffer) {
-    (void)CVPixelBufferLockBaseAddress(buffer);
+  explicit LockedPixels(CVPixelBuffer& buffer, CVPixelBufferLockFlags flags = 0)
+      : buffer_(buffer), flags_(flags) {
+    (void)CVPixelBufferLockBaseAddress(buffer, flags);
   }
   LockedPixels(const LockedPixels&) = delete;
   LockedPixels& operator=(const LockedPixels&) = delete;
-  ~LockedPixels() { CVPixelBufferUnlockBaseAddress(buffer_); }
+  ~LockedPixels() { CVPixelBufferUnlockBaseAddress(buffer_, flags_); }
 
   [[nodiscard]] Rows plane(std::size_t index) const {
     const PixelPlane& plane = buffer_.planes()[index];
@@ -41,6 +42,7 @@ class LockedPixels {
 
  private:
   CVPixelBuffer& buffer_;
+  const CVPixelBufferLockFlags flags_;
 };
 
 }  // namespace QelUtilVideo

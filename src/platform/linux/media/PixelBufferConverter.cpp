@@ -116,7 +116,8 @@ CVPixelBufferRef PixelBufferConverter::convert(const CVPixelBufferRef& source) t
   }
   CVPixelBufferRef converted = pool_ ? pool_->makePixelBuffer() : nullptr;
   if (converted) {
-    convertPixels(LockedPixels(*source), LockedPixels(*converted), source->format(), format_);
+    convertPixels(LockedPixels(*source, kCVPixelBufferLock_ReadOnly), LockedPixels(*converted),
+                  source->format(), format_);
   }
   return converted;
 } catch (const std::bad_alloc&) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <set>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -76,6 +77,28 @@ TEST(PixelBuffer, givesTheBytesBackOnceEvenWhenTheOwnerThrows) {
   EXPECT_EQ(released, 1);
 }
 
+TEST(PixelBuffer, hasAnotherGenerationAfterEachWriting) {
+  CVPixelBufferRef buffer, other;
+  ASSERT_EQ(CVPixelBufferCreate(16, 16, kNV12, buffer), kCVReturnSuccess);
+  ASSERT_EQ(CVPixelBufferCreate(16, 16, kNV12, other), kCVReturnSuccess);
+  std::set<std::uint64_t> seen{0, buffer->writeGeneration(), other->writeGeneration()};
+  EXPECT_EQ(seen.size(), 3U);
+  ASSERT_EQ(CVPixelBufferLockBaseAddress(*buffer, kCVPixelBufferLock_ReadOnly), kCVReturnSuccess);
+  EXPECT_EQ(CVPixelBufferUnlockBaseAddress(*buffer, kCVPixelBufferLock_ReadOnly), kCVReturnSuccess);
+  EXPECT_EQ(CVPixelBufferUnlockBaseAddress(*buffer), kCVReturnPixelBufferNotLocked);
+  EXPECT_TRUE(seen.contains(buffer->writeGeneration())) << "nobody wrote";
+  std::vector<std::thread> writers;
+  for (int i = 0; i < 4; ++i) {
+    writers.emplace_back([&] {
+      (void)CVPixelBufferLockBaseAddress(*buffer);
+      CVPixelBufferUnlockBaseAddress(*buffer);
+    });
+  }
+  for (auto& writer : writers) writer.join();
+  EXPECT_TRUE(seen.insert(buffer->writeGeneration()).second);
+  EXPECT_FALSE(seen.insert(other->writeGeneration()).second);
+}
+
 TEST(PixelBufferPool, reusesMemoryThatCameBackFromAnotherThreadAndIsOutlivedByItsBuffers) {
   auto pool = CVPixelBufferPool::make(321, 241, kNV12);
   ASSERT_TRUE(pool);
@@ -87,11 +110,13 @@ TEST(PixelBufferPool, reusesMemoryThatCameBackFromAnotherThreadAndIsOutlivedByIt
   EXPECT_EQ(CVPixelBufferGetWidthOfPlane(*first, 1), 161U);
   EXPECT_EQ(CVPixelBufferGetHeightOfPlane(*first, 1), 121U);
 
+  const std::uint64_t before = first->writeGeneration();
   const CVPixelBufferRef second = pool->makePixelBuffer();
   EXPECT_NE(CVPixelBufferGetBaseAddress(*second), memory);
   std::thread([dropped = std::move(first)]() mutable { dropped.reset(); }).join();
   first = pool->makePixelBuffer();
   EXPECT_EQ(CVPixelBufferGetBaseAddress(*first), memory);
+  EXPECT_NE(first->writeGeneration(), before) << "it is not the picture that lay there before";
 
   pool.reset();
   std::fill_n(CVPixelBufferGetBaseAddress(*first), 241 * CVPixelBufferGetBytesPerRow(*first), std::byte{1});
