@@ -1,7 +1,6 @@
-#include "platform/linux/vulkan/VulkanMetal.h"
+#include "vulkan/VulkanDevices.h"
 
 #include "platform/Root.h"
-#include "platform/Synchronised.h"
 #include "render/metal/Geometry.h"
 #include "render/metal/Pipelines.h"
 #include "support/TemporaryFolder.h"
@@ -12,8 +11,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -23,39 +20,12 @@
 namespace QelUtilVideo {
 namespace {
 
-using testing::IsEmpty;
-
-std::optional<std::string> shaderLibrary() {
-  // The test programs lie beside the library's folder.
-  std::error_code error;
-  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-  return (program.parent_path().parent_path() / "lib/QelUtilVideo/shaders.lib").string();
-}
-
 /// Drivers and layers keep memory that nobody can tell the owner of once they are unloaded: one stays loaded.
 const qeltest::WarmUp kWarmUp([] {
   // Never destroyed: drivers are gone before statics are.
   static VulkanMetal* const kept = std::make_unique<VulkanMetal>(shaderLibrary, nullptr).release();
   (void)kept->MTLCreateSystemDefaultDevice();
 });
-
-/// The graphics processor that there is, watched by the validation layers where they are installed.
-class VulkanDevices : public testing::Test {
- protected:
-  void SetUp() override {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): no threads yet
-    ::setenv("VK_INSTANCE_LAYERS", "VK_LAYER_KHRONOS_validation", 0);
-    device_ = metal_.MTLCreateSystemDefaultDevice();
-    if (!device_) GTEST_SKIP() << "there is no Vulkan driver here";
-  }
-  void TearDown() override { EXPECT_THAT(trouble_.copy(), IsEmpty()); }
-
-  Synchronised<std::vector<std::string>> trouble_;
-  VulkanMetal metal_{shaderLibrary, [this](const std::string& text) {
-                       trouble_.with([&](auto& all) { all.push_back(text); });
-                     }};
-  std::shared_ptr<MTLDevice> device_;
-};
 
 CVPixelBufferRef plainPicture(std::size_t width, std::size_t height, int y, int cb, int cr) {
   CVPixelBufferRef picture;

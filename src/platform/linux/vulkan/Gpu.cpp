@@ -21,6 +21,35 @@ bool hasInstanceExtension(const char* name) {
                              [&](const auto& each) { return std::strcmp(each.extensionName, name) == 0; });
 }
 
+bool hasDeviceExtension(VkPhysicalDevice device, const char* name) {
+  std::uint32_t count = 0;
+  vkEnumerateDeviceExtensionProperties(device, nullptr, &count, nullptr);
+  std::vector<VkExtensionProperties> all(count);
+  vkEnumerateDeviceExtensionProperties(device, nullptr, &count, all.data());
+  return std::ranges::any_of(all,
+                             [&](const auto& each) { return std::strcmp(each.extensionName, name) == 0; });
+}
+
+/// Of memory of the process that buffers can lie in; 0 when they cannot.
+VkDeviceSize findHostPointerAlignment(VkPhysicalDevice device) {
+  if (!hasDeviceExtension(device, VK_EXT_EXTERNAL_MEMORY_HOST_EXTENSION_NAME)) return 0;
+  auto buffers = vulkanStruct<VkPhysicalDeviceExternalBufferInfo>(
+      VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_EXTERNAL_BUFFER_INFO);
+  buffers.usage = VK_BUFFER_USAGE_TRANSFER_SRC_BIT;
+  buffers.handleType = VK_EXTERNAL_MEMORY_HANDLE_TYPE_HOST_ALLOCATION_BIT_EXT;
+  auto can = vulkanStruct<VkExternalBufferProperties>(VK_STRUCTURE_TYPE_EXTERNAL_BUFFER_PROPERTIES);
+  vkGetPhysicalDeviceExternalBufferProperties(device, &buffers, &can);
+  if (!(can.externalMemoryProperties.externalMemoryFeatures & VK_EXTERNAL_MEMORY_FEATURE_IMPORTABLE_BIT)) {
+    return 0;
+  }
+  auto memory = vulkanStruct<VkPhysicalDeviceExternalMemoryHostPropertiesEXT>(
+      VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_EXTERNAL_MEMORY_HOST_PROPERTIES_EXT);
+  auto properties = vulkanStruct<VkPhysicalDeviceProperties2>(VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_PROPERTIES_2);
+  properties.pNext = &memory;
+  vkGetPhysicalDeviceProperties2(device, &properties);
+  return memory.minImportedHostPointerAlignment;
+}
+
 VKAPI_ATTR VkBool32 VKAPI_CALL report(VkDebugUtilsMessageSeverityFlagBitsEXT, VkDebugUtilsMessageTypeFlagsEXT,
                                       const VkDebugUtilsMessengerCallbackDataEXT* data, void* user) {
   const auto& trouble = *static_cast<const TroubleHandler*>(user);
@@ -132,6 +161,11 @@ bool Gpu::makeDevice() {
   auto info = vulkanStruct<VkDeviceCreateInfo>(VK_STRUCTURE_TYPE_DEVICE_CREATE_INFO);
   info.queueCreateInfoCount = 1;
   info.pQueueCreateInfos = &queue;
+  std::vector<const char*> extensions;
+  hostPointerAlignment_ = findHostPointerAlignment(physicalDevice_);
+  if (hostPointerAlignment_ > 0) extensions.push_back(VK_EXT_EXTERNAL_MEMORY_HOST_EXTENSION_NAME);
+  info.enabledExtensionCount = static_cast<std::uint32_t>(extensions.size());
+  info.ppEnabledExtensionNames = extensions.data();
   if (vkCreateDevice(physicalDevice_, &info, nullptr, &device_) != VK_SUCCESS) return false;
   volkLoadDevice(device_);
   vkGetDeviceQueue(device_, queueFamily_, 0, &queue_);

@@ -53,6 +53,14 @@ class VulkanHandle {
   Destroy destroy_ = nullptr;
 };
 
+/// What was done with pictures so far.
+struct GpuCounters {
+  std::uint64_t bytesCopied = 0;  ///< to where the graphics processor reads them
+  std::uint64_t uploads = 0;      ///< planes that it was told to copy into a texture
+  std::uint64_t imports = 0;      ///< pieces of memory that it reads in place
+  std::uint64_t allocations = 0;  ///< textures and pieces of memory to copy to, made for want of spare ones
+};
+
 /// An opened graphics processor and what all that is drawn with it shares. Held by everything that was made
 /// of it. One thread at a time.
 class Gpu {
@@ -70,6 +78,11 @@ class Gpu {
   [[nodiscard]] const std::string& name() const { return name_; }
   /// A type of memory that fits `types` and has the properties; none: UINT32_MAX.
   [[nodiscard]] std::uint32_t memoryType(std::uint32_t types, VkMemoryPropertyFlags properties) const;
+
+  /// What addresses and sizes of the process's memory are multiples of to be read in place; 0 when it cannot
+  /// be.
+  [[nodiscard]] VkDeviceSize hostPointerAlignment() const { return hostPointerAlignment_; }
+  [[nodiscard]] GpuCounters& counters() { return counters_; }
 
   // Shared by all pipelines that draw.
   /// Set 0: binding 0 the vertex stage's uniform buffer, bindings 1 and 2 the fragment stage's textures.
@@ -101,6 +114,8 @@ class Gpu {
   VkQueue queue_ = VK_NULL_HANDLE;
   std::uint32_t queueFamily_ = 0;
   bool isLost_ = false;
+  VkDeviceSize hostPointerAlignment_ = 0;
+  GpuCounters counters_;
   VulkanHandle<VkDescriptorSetLayout> setLayout_;
   VulkanHandle<VkPipelineLayout> pipelineLayout_;
   VulkanHandle<VkSampler> sampler_;

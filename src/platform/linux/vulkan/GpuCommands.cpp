@@ -13,6 +13,9 @@ namespace {
 /// Frames that the processor works at while another one is recorded.
 constexpr std::size_t kMostInFlight = 3;
 constexpr std::uint32_t kMostSets = 8;
+/// Where textures are read.
+constexpr VkPipelineStageFlags kReading =
+    VK_PIPELINE_STAGE_FRAGMENT_SHADER_BIT | VK_PIPELINE_STAGE_COMPUTE_SHADER_BIT;
 
 void transition(VkCommandBuffer commands, VkImage image, VkImageLayout from, VkImageLayout to,
                 VkPipelineStageFlags before, VkAccessFlags written, VkPipelineStageFlags after,
@@ -28,25 +31,28 @@ void transition(VkCommandBuffer commands, VkImage image, VkImageLayout from, VkI
   vkCmdPipelineBarrier(commands, before, after, 0, 0, nullptr, 0, nullptr, 1, &barrier);
 }
 
-/// Copies what a texture has to show into it, once.
-void upload(Submission& submission, const std::shared_ptr<GpuTexture>& texture) {
-  GpuTexture::Upload pending = texture->takeUpload();
-  if (!pending.bytes) return;
+/// Copies what a texture has to show into it, unless that was sent off already.
+void upload(Gpu& gpu, Submission& submission, const std::shared_ptr<GpuTexture>& texture) {
+  const GpuTexture::Upload* pending = texture->pendingUpload();
+  if (!pending || !submission.copiesInto(texture)) return;
   VkCommandBuffer commands = submission.commands();
+  // Commands that were recorded earlier and sent first may have uploaded and read it.
   transition(commands, texture->image(), VK_IMAGE_LAYOUT_UNDEFINED, VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL,
-             VK_PIPELINE_STAGE_TOP_OF_PIPE_BIT, 0, VK_PIPELINE_STAGE_TRANSFER_BIT,
-             VK_ACCESS_TRANSFER_WRITE_BIT);
+             VK_PIPELINE_STAGE_TRANSFER_BIT | kReading, VK_ACCESS_TRANSFER_WRITE_BIT,
+             VK_PIPELINE_STAGE_TRANSFER_BIT, VK_ACCESS_TRANSFER_WRITE_BIT);
   VkBufferImageCopy region{};
-  region.bufferRowLength = pending.rowPixels;
+  region.bufferOffset = pending->offset;
+  region.bufferRowLength = pending->rowPixels;
   region.imageSubresource = {VK_IMAGE_ASPECT_COLOR_BIT, 0, 0, 1};
   region.imageExtent = {static_cast<std::uint32_t>(texture->width()),
                         static_cast<std::uint32_t>(texture->height()), 1};
-  vkCmdCopyBufferToImage(commands, pending.bytes->buffer(), texture->image(),
-                         VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL, 1, &region);
+  vkCmdCopyBufferToImage(commands, pending->bytes, texture->image(), VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL, 1,
+                         &region);
   transition(commands, texture->image(), VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL,
              VK_IMAGE_LAYOUT_SHADER_READ_ONLY_OPTIMAL, VK_PIPELINE_STAGE_TRANSFER_BIT,
-             VK_ACCESS_TRANSFER_WRITE_BIT, VK_PIPELINE_STAGE_FRAGMENT_SHADER_BIT, VK_ACCESS_SHADER_READ_BIT);
-  submission.keep(std::move(pending.bytes));
+             VK_ACCESS_TRANSFER_WRITE_BIT, kReading, VK_ACCESS_SHADER_READ_BIT);
+  submission.keep(pending->owner);
+  ++gpu.counters().uploads;
 }
 
 /// Collects what one pass draws and records it at its end, since copies have to come before it.
@@ -87,7 +93,7 @@ class RenderEncoder final : public MTLRenderCommandEncoder {
 void RenderEncoder::endEncoding() {
   const auto target = std::dynamic_pointer_cast<GpuTexture>(descriptor_.texture);
   for (const auto& texture : textures_) {
-    if (texture) upload(*submission_, texture);
+    if (texture) upload(*gpu_, *submission_, texture);
   }
   const bool isDrawn = pipeline_ && buffers_[0] && buffers_[1] && textures_[0] && count_ > 0;
   const VkDescriptorSet set = isDrawn ? describe() : VkDescriptorSet{VK_NULL_HANDLE};
@@ -234,7 +240,9 @@ Submission::~Submission() { wait(); }
 bool Submission::isFree() {
   if (isSent_ && vkGetFenceStatus(gpu_->device(), done_.get()) == VK_NOT_READY) return false;
   isSent_ = false;
-  kept_.clear();
+  // What goes may be a host's, who may come back here.
+  std::exchange(copied_, {});
+  std::exchange(kept_, {});
   return true;
 }
 
@@ -261,12 +269,21 @@ VkDescriptorSet Submission::makeSet() {
   return set;
 }
 
+bool Submission::copiesInto(const std::shared_ptr<GpuTexture>& texture) {
+  if (std::ranges::find(copied_, texture) != copied_.end()) return false;
+  copied_.push_back(texture);
+  return true;
+}
+
 bool Submission::send() {
   if (!gpu_->check(vkEndCommandBuffer(commands_), "vkEndCommandBuffer")) return false;
   auto info = vulkanStruct<VkSubmitInfo>(VK_STRUCTURE_TYPE_SUBMIT_INFO);
   info.commandBufferCount = 1;
   info.pCommandBuffers = &commands_;
   isSent_ = gpu_->check(vkQueueSubmit(gpu_->queue(), 1, &info, done_.get()), "vkQueueSubmit");
+  for (const auto& texture : std::exchange(copied_, {})) {
+    if (isSent_) texture->setUploaded();
+  }
   return isSent_;
 }
 
@@ -279,15 +296,13 @@ void Submission::wait() {
 
 std::shared_ptr<MTLCommandBuffer> GpuQueue::commandBuffer() {
   if (gpu_->isLost()) return nullptr;
-  // One that somebody still holds is being recorded, or looked at.
-  const auto isUsable = [](const auto& submission) {
-    return submission.use_count() == 1 && submission->isFree();
-  };
-  const auto found = std::ranges::find_if(submissions_, isUsable);
   std::shared_ptr<Submission> submission;
-  if (found != submissions_.end()) {
-    submission = *found;
-  } else if (submissions_.size() < kMostInFlight) {
+  for (const auto& each : submissions_) {
+    // One that somebody still holds is being recorded, or looked at. The others are all asked, since one that
+    // is done lets pictures go.
+    if (each.use_count() == 1 && each->isFree()) submission = each;
+  }
+  if (!submission && submissions_.size() < kMostInFlight) {
     submission = Submission::make(gpu_);
     if (submission) submissions_.push_back(submission);
   }

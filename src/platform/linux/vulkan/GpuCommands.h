@@ -29,6 +29,9 @@ class Submission {
   /// A set of descriptors for one drawing; null when there are no more.
   [[nodiscard]] VkDescriptorSet makeSet();
   void keep(std::shared_ptr<void> object) { kept_.push_back(std::move(object)); }
+  /// Notes that its commands copy what the texture shows into it, which is done with once they were sent.
+  /// False when they do already.
+  [[nodiscard]] bool copiesInto(const std::shared_ptr<GpuTexture>& texture);
   /// Sends it off. False when it was not taken.
   bool send();
   void wait();
@@ -43,6 +46,7 @@ class Submission {
   VulkanHandle<VkFence> done_;
   VkCommandBuffer commands_ = VK_NULL_HANDLE;
   bool isSent_ = false;
+  std::vector<std::shared_ptr<GpuTexture>> copied_;
   std::vector<std::shared_ptr<void>> kept_;
 };
 

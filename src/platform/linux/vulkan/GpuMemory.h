@@ -4,8 +4,10 @@
 #include "platform/linux/vulkan/Gpu.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
-#include <span>
+#include <optional>
+#include <utility>
 
 namespace QelUtilVideo {
 
@@ -51,13 +53,27 @@ class GpuTexture final : public MTLTexture {
   /// Null for a picture that is not drawn on.
   [[nodiscard]] VkFramebuffer framebuffer() const { return framebuffer_.get(); }
 
-  /// What has to be copied into the picture before it is first read.
-  struct Upload {
-    std::shared_ptr<GpuBuffer> bytes;
-    std::uint32_t rowPixels = 0;  ///< distance of two rows
+  /// Which plane of which picture there is to be seen; generation 0 is none.
+  struct Contents {
+    std::uint64_t generation = 0;
+    std::size_t plane = 0;
+    friend bool operator==(const Contents&, const Contents&) = default;
   };
-  void setUpload(Upload upload) { upload_ = std::move(upload); }
-  [[nodiscard]] Upload takeUpload() { return std::exchange(upload_, {}); }
+  /// Where the bytes of that lie.
+  struct Upload {
+    VkBuffer bytes = VK_NULL_HANDLE;
+    VkDeviceSize offset = 0;
+    std::uint32_t rowPixels = 0;  ///< distance of two rows
+    std::shared_ptr<void> owner;  ///< the bytes last as long as it does
+  };
+  [[nodiscard]] const Contents& contents() const { return contents_; }
+  void setContents(const Contents& contents, Upload upload) {
+    contents_ = contents;
+    upload_ = std::move(upload);
+  }
+  /// What everything that reads the picture has to copy into it first; null once that was sent off.
+  [[nodiscard]] const Upload* pendingUpload() const { return upload_ ? &*upload_ : nullptr; }
+  void setUploaded() { upload_.reset(); }
 
  private:
   GpuTexture(std::shared_ptr<Gpu> gpu, std::size_t width, std::size_t height, MTLPixelFormat format)
@@ -71,7 +87,8 @@ class GpuTexture final : public MTLTexture {
   VulkanHandle<VkImage> image_;
   VulkanHandle<VkImageView> view_;
   VulkanHandle<VkFramebuffer> framebuffer_;
-  Upload upload_;
+  Contents contents_;
+  std::optional<Upload> upload_;
 };
 
 }  // namespace QelUtilVideo

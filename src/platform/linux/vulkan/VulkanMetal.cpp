@@ -17,7 +17,9 @@ namespace {
 class Device final : public MTLDevice {
  public:
   Device(std::shared_ptr<Gpu> gpu, std::function<std::optional<std::string>()> libraryPath)
-      : gpu_(std::move(gpu)), libraryPath_(std::move(libraryPath)) {}
+      : gpu_(std::move(gpu)),
+        planes_(std::make_shared<GpuPlanes>(gpu_)),
+        libraryPath_(std::move(libraryPath)) {}
 
   std::shared_ptr<MTLCommandQueue> newCommandQueue() override { return std::make_shared<GpuQueue>(gpu_); }
   std::shared_ptr<MTLBuffer> newBufferWithBytes(std::span<const std::byte> bytes) override {
@@ -34,7 +36,7 @@ class Device final : public MTLDevice {
     return GpuPipeline::make(gpu_, descriptor);
   }
   std::shared_ptr<CVMetalTextureCache> CVMetalTextureCacheCreate() override {
-    return std::make_shared<GpuTextureCache>(gpu_);
+    return std::make_shared<GpuTextureCache>(planes_);
   }
   std::unique_ptr<MetalSurface> makeSurface(const std::optional<NativeWindow>& window) override {
     if (window) return nullptr;
@@ -43,6 +45,7 @@ class Device final : public MTLDevice {
 
  private:
   const std::shared_ptr<Gpu> gpu_;
+  const std::shared_ptr<GpuPlanes> planes_;
   const std::function<std::optional<std::string>()> libraryPath_;
 };
 
