@@ -23,7 +23,8 @@ CAMetalLayer::~CAMetalLayer() = default;
 std::shared_ptr<CAMetalDrawable> CAMetalLayer::nextDrawable(CGSize pixels) {
   const double width = std::round(pixels.width), height = std::round(pixels.height);
   if (!(width >= 1) || !(height >= 1)) return nullptr;
-  if (!surface_) {
+  if (!surface_ || !surface_->isUsable()) {
+    surface_.reset();
     surface_ = device_->makeSurface(surface() ? std::optional(surface()->nativeWindow()) : std::nullopt);
   }
   if (!surface_) return nullptr;
@@ -56,10 +57,12 @@ void CAMetalLayer::schedule(double delay) {
 
 void CAMetalLayer::drawMarked() {
   isScheduled_ = false;
-  if (!isVisible_ || !std::exchange(isMarked_, false) || !draw_) return;
-  if (draw_()) return;
-  isMarked_ = true;
-  schedule(kRefresh);
+  if (isVisible_ && std::exchange(isMarked_, false) && draw_) draw_();
+}
+
+void CAMetalLayer::didDraw(bool presented) {
+  isMarked_ = !presented || (surface_ && !surface_->isUsable());
+  if (isMarked_ && isVisible_ && surface_) schedule(kRefresh);
 }
 
 }  // namespace QelUtilVideo

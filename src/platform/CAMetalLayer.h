@@ -19,10 +19,12 @@ class CAMetalLayer final : public CALayer {
 
   /// Of that size in pixels; null when there is none now.
   [[nodiscard]] std::shared_ptr<CAMetalDrawable> nextDrawable(CGSize pixels);
-  /// Calls `draw` on the main thread at the next opportunity after a mark, once for all marks since; until it
-  /// answers true, which it does when there was something to draw on, it is called again at the rate of usual
-  /// displays. Marks wait while the layer is not visible.
-  void setDrawHandler(std::function<bool()> draw) { draw_ = std::move(draw); }
+  /// Calls `draw` on the main thread at the next opportunity after a mark, once for all marks since. Marks
+  /// wait while the layer is not visible.
+  void setDrawHandler(std::function<void()> draw) { draw_ = std::move(draw); }
+  /// A drawing ended. One that presented nothing is made up for after a refresh, if there may be a drawable
+  /// then.
+  void didDraw(bool presented);
 
   /// Whether what lies behind the layer never shows through.
   [[nodiscard]] bool isOpaque() const { return isOpaque_; }
@@ -50,7 +52,7 @@ class CAMetalLayer final : public CALayer {
 
   Dispatch& dispatch_;
   const std::shared_ptr<MTLDevice> device_;
-  std::function<bool()> draw_;
+  std::function<void()> draw_;
   std::unique_ptr<MetalSurface> surface_;  ///< made when a drawable is asked for
   bool isOpaque_ = true;
   bool isVisible_ = false;

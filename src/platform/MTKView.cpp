@@ -14,7 +14,8 @@ MTKView::~MTKView() = default;
 std::shared_ptr<CAMetalDrawable> MTKView::currentDrawable() {
   const CGSize size = drawableSize();
   // One of another size was not presented before the view changed.
-  if (currentDrawable_ && (currentDrawable_->isPresented() || currentSize_ != size)) currentDrawable_.reset();
+  const bool isOutgrown = currentSize_ != size && !isDrawing_;
+  if (currentDrawable_ && (currentDrawable_->isPresented() || isOutgrown)) currentDrawable_.reset();
   if (currentDrawable_) return currentDrawable_;
   const auto layer = metalLayer();
   if (layer) currentDrawable_ = layer->nextDrawable(size);
@@ -31,9 +32,15 @@ std::optional<MTLRenderPassDescriptor> MTKView::currentRenderPassDescriptor() {
 CGSize MTKView::drawableSize() const { return convertSizeToBacking(bounds().size); }
 
 void MTKView::draw() {
+  // The host is called meanwhile, and may let go of the view.
+  const auto self = shared_from_this();
+  isDrawing_ = true;
   drawRect(bounds());
+  isDrawing_ = false;
+  const bool isPresented = currentDrawable_ && currentDrawable_->isPresented();
   // What was presented belongs to the display now.
-  if (currentDrawable_ && currentDrawable_->isPresented()) currentDrawable_.reset();
+  if (isPresented) currentDrawable_.reset();
+  if (const auto layer = metalLayer()) layer->didDraw(isPresented);
 }
 
 std::shared_ptr<CALayer> MTKView::makeBackingLayer() {
@@ -41,20 +48,13 @@ std::shared_ptr<CALayer> MTKView::makeBackingLayer() {
   const std::weak_ptr<NSObject> weak = weak_from_this();
   layer->setDrawHandler([weak] {
     const auto view = std::dynamic_pointer_cast<MTKView>(weak.lock());
-    return !view || view->drawMarked();
+    if (view && view->enableSetNeedsDisplay()) view->draw();
   });
   return layer;
 }
 
 std::shared_ptr<CAMetalLayer> MTKView::metalLayer() const {
   return std::dynamic_pointer_cast<CAMetalLayer>(layer());
-}
-
-bool MTKView::drawMarked() {
-  if (!enableSetNeedsDisplay_) return true;
-  if (!currentDrawable()) return false;
-  draw();
-  return true;
 }
 
 }  // namespace QelUtilVideo

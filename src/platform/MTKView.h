@@ -47,8 +47,6 @@ class MTKView : public NSView {
   [[nodiscard]] std::shared_ptr<CAMetalLayer> metalLayer() const;
 
  private:
-  [[nodiscard]] bool drawMarked();
-
   Dispatch& dispatch_;
   const std::shared_ptr<MTLDevice> device_;
   MTLClearColor clearColor_;
@@ -56,6 +54,7 @@ class MTKView : public NSView {
   bool enableSetNeedsDisplay_ = false;
   std::shared_ptr<CAMetalDrawable> currentDrawable_;
   CGSize currentSize_;  ///< of the current drawable, pixels
+  bool isDrawing_ = false;
 };
 
 }  // namespace QelUtilVideo

@@ -142,8 +142,8 @@ class MetalSurface {
   /// free; it does not wait longer than a refresh.
   [[nodiscard]] virtual std::shared_ptr<CAMetalDrawable> nextDrawable(std::size_t width,
                                                                       std::size_t height) = 0;
-  /// What was shown last is to be seen again, since the display lost it.
-  virtual void presentAgain() = 0;
+  /// False: it will have no drawable any more, and another surface has to be made.
+  [[nodiscard]] virtual bool isUsable() const = 0;
   /// What was shown last, in pixels; null before the first.
   [[nodiscard]] virtual CGImageRef contents() = 0;
 };

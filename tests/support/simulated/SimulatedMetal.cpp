@@ -124,7 +124,7 @@ struct Surface final : MetalSurface {
     drawable->picture = std::make_shared<MetalRecord::Texture>(width, height, MTLPixelFormat::bgra8Unorm, 0U);
     return drawable;
   }
-  void presentAgain() override {}
+  [[nodiscard]] bool isUsable() const override { return true; }
   CGImageRef contents() override { return nullptr; }
   const Record record;
 };

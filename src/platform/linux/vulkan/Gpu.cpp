@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <limits>
+#include <mutex>
 #include <vector>
 
 namespace QelUtilVideo {
@@ -17,6 +18,15 @@ bool hasInstanceExtension(const char* name) {
   vkEnumerateInstanceExtensionProperties(nullptr, &count, nullptr);
   std::vector<VkExtensionProperties> all(count);
   vkEnumerateInstanceExtensionProperties(nullptr, &count, all.data());
+  return std::ranges::any_of(all,
+                             [&](const auto& each) { return std::strcmp(each.extensionName, name) == 0; });
+}
+
+bool hasDeviceExtension(VkPhysicalDevice device, const char* name) {
+  std::uint32_t count = 0;
+  vkEnumerateDeviceExtensionProperties(device, nullptr, &count, nullptr);
+  std::vector<VkExtensionProperties> all(count);
+  vkEnumerateDeviceExtensionProperties(device, nullptr, &count, all.data());
   return std::ranges::any_of(all,
                              [&](const auto& each) { return std::strcmp(each.extensionName, name) == 0; });
 }
@@ -41,6 +51,13 @@ int rankOf(VkPhysicalDeviceType type) {
     default:
       return 4;
   }
+}
+
+/// The loader's functions, which find the driver by the object they are called with: they serve every
+/// instance.
+void loadFunctions(VkInstance instance) {
+  static std::once_flag once;
+  std::call_once(once, [=] { volkLoadInstance(instance); });
 }
 
 /// UINT32_MAX when the device has none that draws.
@@ -83,12 +100,16 @@ bool Gpu::makeInstance() {
   std::vector<const char*> extensions;
   const bool canReport = hasInstanceExtension(VK_EXT_DEBUG_UTILS_EXTENSION_NAME);
   if (canReport) extensions.push_back(VK_EXT_DEBUG_UTILS_EXTENSION_NAME);
+  canShow_ = hasInstanceExtension(VK_KHR_SURFACE_EXTENSION_NAME) &&
+             hasInstanceExtension(VK_KHR_XCB_SURFACE_EXTENSION_NAME);
+  if (canShow_) extensions.push_back(VK_KHR_SURFACE_EXTENSION_NAME);
+  if (canShow_) extensions.push_back(VK_KHR_XCB_SURFACE_EXTENSION_NAME);
   auto info = vulkanStruct<VkInstanceCreateInfo>(VK_STRUCTURE_TYPE_INSTANCE_CREATE_INFO);
   info.pApplicationInfo = &application;
   info.enabledExtensionCount = static_cast<std::uint32_t>(extensions.size());
   info.ppEnabledExtensionNames = extensions.data();
   if (vkCreateInstance(&info, nullptr, &instance_) != VK_SUCCESS) return false;
-  volkLoadInstance(instance_);
+  loadFunctions(instance_);
   if (!canReport) return true;
   auto messages = vulkanStruct<VkDebugUtilsMessengerCreateInfoEXT>(
       VK_STRUCTURE_TYPE_DEBUG_UTILS_MESSENGER_CREATE_INFO_EXT);
@@ -116,7 +137,7 @@ bool Gpu::chooseDevice() {
     best = rankOf(properties.deviceType);
     physicalDevice_ = device;
     queueFamily_ = family;
-    name_ = properties.deviceName;
+    properties_ = properties;
   }
   if (!physicalDevice_) return false;
   vkGetPhysicalDeviceMemoryProperties(physicalDevice_, &memory_);
@@ -132,8 +153,12 @@ bool Gpu::makeDevice() {
   auto info = vulkanStruct<VkDeviceCreateInfo>(VK_STRUCTURE_TYPE_DEVICE_CREATE_INFO);
   info.queueCreateInfoCount = 1;
   info.pQueueCreateInfos = &queue;
+  canShow_ = canShow_ && hasDeviceExtension(physicalDevice_, VK_KHR_SWAPCHAIN_EXTENSION_NAME);
+  const char* const swapchains = VK_KHR_SWAPCHAIN_EXTENSION_NAME;
+  info.enabledExtensionCount = canShow_ ? 1 : 0;
+  info.ppEnabledExtensionNames = &swapchains;
   if (vkCreateDevice(physicalDevice_, &info, nullptr, &device_) != VK_SUCCESS) return false;
-  volkLoadDevice(device_);
+  const MutexLock lock(queueMutex_);
   vkGetDeviceQueue(device_, queueFamily_, 0, &queue_);
   return true;
 }
@@ -210,6 +235,21 @@ std::uint32_t Gpu::memoryType(std::uint32_t types, VkMemoryPropertyFlags propert
     if (fits && (memory_.memoryTypes[i].propertyFlags & properties) == properties) return i;
   }
   return std::numeric_limits<std::uint32_t>::max();
+}
+
+VkResult Gpu::submit(const VkSubmitInfo& work, VkFence done) {
+  const MutexLock lock(queueMutex_);
+  return vkQueueSubmit(queue_, 1, &work, done);
+}
+
+VkResult Gpu::present(const VkPresentInfoKHR& pictures) {
+  const MutexLock lock(queueMutex_);
+  return vkQueuePresentKHR(queue_, &pictures);
+}
+
+void Gpu::finish() {
+  const MutexLock lock(queueMutex_);
+  vkQueueWaitIdle(queue_);
 }
 
 bool Gpu::check(VkResult result, const char* what) {

@@ -1,0 +1,22 @@
+#include "platform/linux/vulkan/SharedGpu.h"
+
+#include <utility>
+
+namespace QelUtilVideo {
+
+SharedGpu::SharedGpu(std::shared_ptr<Gpu> gpu, TroubleHandler trouble)
+    : gpu_(std::move(gpu)), trouble_(std::move(trouble)) {}
+
+void SharedGpu::renew() {
+  if (!gpu_->isLost() || !gpu_->hasWorked()) return;
+  auto opened = Gpu::open(trouble_);
+  if (trouble_)
+    trouble_(opened ? "the graphics processor was lost and opened anew" : "the graphics processor is lost");
+  if (opened) {
+    gpu_ = std::move(opened);
+  } else {
+    gpu_->forgetProgress();
+  }
+}
+
+}  // namespace QelUtilVideo
