@@ -2,6 +2,7 @@
 
 #include "platform/CAMetalLayer.h"
 
+#include <cmath>
 #include <utility>
 
 namespace QelUtilVideo {
@@ -12,15 +13,8 @@ MTKView::MTKView(CGRect frame, Dispatch& dispatch, std::shared_ptr<MTLDevice> de
 MTKView::~MTKView() = default;
 
 std::shared_ptr<CAMetalDrawable> MTKView::currentDrawable() {
-  const CGSize size = drawableSize();
-  // One of another size was not presented before the view changed.
-  const bool isOutgrown = currentSize_ != size && !isDrawing_;
-  if (currentDrawable_ && (currentDrawable_->isPresented() || isOutgrown)) currentDrawable_.reset();
-  if (currentDrawable_) return currentDrawable_;
   const auto layer = metalLayer();
-  if (layer) currentDrawable_ = layer->nextDrawable(size);
-  currentSize_ = size;
-  return currentDrawable_;
+  return layer ? layer->currentDrawable(drawableSize()) : nullptr;
 }
 
 std::optional<MTLRenderPassDescriptor> MTKView::currentRenderPassDescriptor() {
@@ -29,18 +23,18 @@ std::optional<MTLRenderPassDescriptor> MTKView::currentRenderPassDescriptor() {
   return MTLRenderPassDescriptor{drawable->texture(), clearColor_};
 }
 
-CGSize MTKView::drawableSize() const { return convertSizeToBacking(bounds().size); }
+CGSize MTKView::drawableSize() const {
+  const CGSize size = convertSizeToBacking(bounds().size);
+  return {std::round(size.width), std::round(size.height)};
+}
 
 void MTKView::draw() {
-  // The host is called meanwhile, and may let go of the view.
-  const auto self = shared_from_this();
-  isDrawing_ = true;
-  drawRect(bounds());
-  isDrawing_ = false;
-  const bool isPresented = currentDrawable_ && currentDrawable_->isPresented();
-  // What was presented belongs to the display now.
-  if (isPresented) currentDrawable_.reset();
-  if (const auto layer = metalLayer()) layer->didDraw(isPresented);
+  const auto draw = [self = shared_from_this(), this] { drawRect(bounds()); };
+  if (const auto layer = metalLayer()) {
+    layer->perform(draw);
+  } else {
+    draw();
+  }
 }
 
 std::shared_ptr<CALayer> MTKView::makeBackingLayer() {

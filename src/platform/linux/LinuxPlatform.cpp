@@ -115,7 +115,9 @@ class LinuxPlatform final : public Platform {
     const auto& x11 = windowServerX11_.get(linuxDispatch().eventLoop());
     return windowServer_.get(x11.connection, linuxDispatch().eventLoop());
   }
-  DisplayLinks& displayLinks() override { return displayLinks_.get(displays(), notificationCenter()); }
+  DisplayLinks& displayLinks() override {
+    return displayLinks_.get(displays(), notificationCenter(), linuxDispatch().eventLoop());
+  }
   CaptureDevices& captureDevices() override {
     return captureDevices_.get(notificationCenter(), cameras(),
                                [this](CGDirectDisplayID display) { return screenInput(display); });

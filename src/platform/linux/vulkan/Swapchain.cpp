@@ -11,9 +11,6 @@ namespace QelUtilVideo {
 
 namespace {
 
-/// Nanoseconds; a refresh of usual displays.
-constexpr std::uint64_t kPatience = 16'000'000;
-
 VkPresentModeKHR choosePresentMode(VkPhysicalDevice device, VkSurfaceKHR surface) {
   std::uint32_t count = 0;
   vkGetPhysicalDeviceSurfacePresentModesKHR(device, surface, &count, nullptr);
@@ -88,8 +85,8 @@ bool Swapchain::acquire() {
   if (acquired_) return true;
   const NoPipeSignal noSignal;
   std::uint32_t index = 0;
-  const VkResult result = vkAcquireNextImageKHR(gpu_->device(), swapchain_.get(), kPatience,
-                                                nextSemaphore_.get(), VK_NULL_HANDLE, &index);
+  const VkResult result = vkAcquireNextImageKHR(gpu_->device(), swapchain_.get(), 0, nextSemaphore_.get(),
+                                                VK_NULL_HANDLE, &index);
   if (result == VK_SUCCESS || result == VK_SUBOPTIMAL_KHR) {
     acquired_ = index;
     // The picture's own semaphore is free: what waited for it was done before the picture came back.

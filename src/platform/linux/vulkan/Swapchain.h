@@ -31,7 +31,7 @@ class Swapchain : public std::enable_shared_from_this<Swapchain> {
   /// A picture that was presented came back, so that what was presented before this one existed is long
   /// shown.
   [[nodiscard]] bool hasComeRound() const { return hasComeRound_; }
-  /// The picture acquired, or one that is free within a refresh; false: there is none.
+  /// The picture acquired, or one that is free; false: there is none just now.
   [[nodiscard]] bool acquire();
   /// Records the copy of a picture of the processor's, which is in the layout of sources of copies, into the
   /// acquired picture, stretched where sizes differ, and shows that when the submission was sent.
