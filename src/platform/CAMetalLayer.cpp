@@ -85,7 +85,13 @@ void CAMetalLayer::setNeedsDisplay() {
   if (isVisible_) schedule(0);
 }
 
-CGImageRef CAMetalLayer::contents() { return surface_ ? surface_->contents() : nullptr; }
+CGImageRef CAMetalLayer::contents() {
+  if (!surface_) return nullptr;
+  auto picture = surface_->contents();
+  // It may turn out that the processor is lost.
+  if (!surface_->isUsable()) setNeedsDisplay();
+  return picture;
+}
 
 void CAMetalLayer::surfaceOccluded(bool occluded) {
   if (!occluded) setNeedsDisplay();

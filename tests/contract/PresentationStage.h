@@ -54,7 +54,10 @@ class WatchedPlatform final : public Platform {
   /// From here on it is always so many seconds past the present.
   void holdClock(double seconds) { clock_.held = clock_.machine.CACurrentMediaTime() + seconds; }
   void moveClock(double seconds) { clock_.held = clock_.held + seconds; }
-  [[nodiscard]] std::vector<std::string> trouble() const { return trouble_.copy(); }
+  /// What Vulkan or its validation layers had to say since.
+  [[nodiscard]] std::vector<std::string> takeTrouble() {
+    return trouble_.with([](auto& all) { return std::exchange(all, {}); });
+  }
 
  private:
   struct HeldClock final : Clock {
@@ -87,7 +90,7 @@ class PresentationStage : public testing::TestWithParam<PresentedBy> {
     view.reset();
     window.reset();
     serve();
-    EXPECT_THAT(machine_->trouble(), testing::IsEmpty());
+    EXPECT_THAT(machine_->takeTrouble(), testing::IsEmpty());
     Root::replace(nullptr);
   }
   /// From here on the library stands on the machine as it is now.

@@ -158,7 +158,8 @@ TEST_P(ViewsOnScreen, surviveTheEndOfTheServer) {
   expectShown({96, 64}, card_, {});
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, ViewsOnScreen, testing::Values(PresentedBy::metal, PresentedBy::openGL), nameOf);
+INSTANTIATE_TEST_SUITE_P(Backends, ViewsOnScreen, testing::Values(PresentedBy::metal, PresentedBy::openGL),
+                         nameOf);
 
 }  // namespace
 }  // namespace QelUtilVideo

@@ -144,9 +144,10 @@ bool Submission::send() {
 
 void Submission::wait() {
   const VkFence fence = done_.get();
-  if (state_ == State::sent) {
-    vkWaitForFences(gpu_->device(), 1, &fence, VK_TRUE, std::numeric_limits<std::uint64_t>::max());
-  }
+  if (state_ != State::sent) return;
+  const VkResult result =
+      vkWaitForFences(gpu_->device(), 1, &fence, VK_TRUE, std::numeric_limits<std::uint64_t>::max());
+  if (gpu_->check(result, "vkWaitForFences")) gpu_->noteProgress();
 }
 
 }  // namespace QelUtilVideo
