@@ -116,7 +116,7 @@ void addViewCommand(CLI::App& app, Action& action) {
   command->add_option("--blur", options->blurRadius)->check(CLI::NonNegativeNumber)->group("");
   command
       ->add_option("--backend", options->backend,
-                   "What draws: opengl; metal, where there is one; or what the library chooses")
+                   "What draws: metal (through Vulkan), where there is a driver; opengl; or what the library chooses")
       ->check(CLI::IsMember({"opengl", "metal", "auto"}));
   command->callback([&action, options] {
     action = [options](const Context& context) {
