@@ -7,6 +7,7 @@
 #include "platform/Root.h"
 #include "platform/Synchronised.h"
 #include "platform/linux/vulkan/VulkanMetal.h"
+#include "support/simulated/LogCapture.h"
 #include "support/simulated/SimulatedServices.h"
 
 #include <QelKit/QelVideoImageBuffer.h>
@@ -19,10 +20,12 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -89,15 +92,22 @@ class PresentationStage : public testing::TestWithParam<PresentedBy> {
   void TearDown() override {
     view.reset();
     window.reset();
-    serve();
+    // Drawing threads let go of views in their own time, and need the machine for it.
+    EXPECT_TRUE(serveUntil([&] { return lines(" init(frame:)") == lines("] deinit"); }));
+    EXPECT_TRUE(serveUntil([&] { return openGLViews() == lines(" layer deinit"); }));
     EXPECT_THAT(machine_->takeTrouble(), testing::IsEmpty());
+    EXPECT_THAT(log_->messages(LogLevel::error), testing::IsEmpty());
+    log_.reset();
+    buffer.reset();
     Root::replace(nullptr);
+    Root::replace(nullptr);  // the one that was made when the last objects said that they go
   }
   /// From here on the library stands on the machine as it is now.
   void begin() {
     auto machine = std::make_unique<WatchedPlatform>();
     machine_ = machine.get();
     Root::replace(std::make_unique<Root>(std::move(machine)));
+    log_.emplace();
     choose(GetParam());
     const bool isThere = GetParam() == PresentedBy::metal
                              ? machine_->metal().MTLCreateSystemDefaultDevice() != nullptr
@@ -107,6 +117,15 @@ class PresentationStage : public testing::TestWithParam<PresentedBy> {
   /// What the next view is drawn by.
   void choose(PresentedBy backend) {
     machine_->userDefaults().set("QelUtilVideoRenderViewMetalDisabled", backend == PresentedBy::openGL);
+  }
+  [[nodiscard]] std::ptrdiff_t lines(const std::string& ending) const {
+    return std::ranges::count_if(log_->messages(),
+                                 [&](const std::string& line) { return line.ends_with(ending); });
+  }
+  [[nodiscard]] std::ptrdiff_t openGLViews() const {
+    return std::ranges::count_if(log_->messages(), [](const std::string& line) {
+      return line.starts_with("[RenderView:OpenGL") && line.ends_with(" init(frame:)");
+    });
   }
   static void serve() {
     for (int turn = 0; turn < 3; ++turn) MainLoop::main().dispatchPending();
@@ -150,6 +169,7 @@ class PresentationStage : public testing::TestWithParam<PresentedBy> {
   }
 
   WatchedPlatform* machine_ = nullptr;
+  std::optional<LogCapture> log_;
   std::shared_ptr<NSWindow> window;
   std::shared_ptr<RenderView> view;
   std::shared_ptr<QelKit::QelVideoImageBuffer> buffer = std::make_shared<QelKit::QelVideoImageBuffer>();

@@ -45,6 +45,8 @@ class VulkanDevices : public testing::Test {
   void SetUp() override {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): no threads yet
     ::setenv("VK_INSTANCE_LAYERS", "VK_LAYER_KHRONOS_validation", 0);
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
+    ::setenv("VK_LAYER_ENABLES", "VK_VALIDATION_FEATURE_ENABLE_SYNCHRONIZATION_VALIDATION_EXT", 0);
     device_ = metal_.MTLCreateSystemDefaultDevice();
     if (!device_) GTEST_SKIP() << "there is no Vulkan driver here";
   }
