@@ -115,8 +115,9 @@ void addViewCommand(CLI::App& app, Action& action) {
   // Views draw sharp pictures whatever the radius, so the help does not tell of it.
   command->add_option("--blur", options->blurRadius)->check(CLI::NonNegativeNumber)->group("");
   command
-      ->add_option("--backend", options->backend,
-                   "What draws: opengl; metal, where there is one; or what the library chooses")
+      ->add_option(
+          "--backend", options->backend,
+          "What draws: metal (through Vulkan), where there is a driver; opengl; or what the library chooses")
       ->check(CLI::IsMember({"opengl", "metal", "auto"}));
   command->callback([&action, options] {
     action = [options](const Context& context) {

@@ -4,7 +4,6 @@
 
 #include <QelUtilVideo/platform/MainLoop.h>
 
-#include <cmath>
 #include <utility>
 
 namespace QelUtilVideo {
@@ -12,6 +11,9 @@ namespace QelUtilVideo {
 namespace {
 
 constexpr double kRefresh = 1.0 / 60;
+/// A window that takes no pictures for so many refreshes is covered, or the like, and says when it is not any
+/// more.
+constexpr int kMostAttempts = 120;
 
 }  // namespace
 
@@ -20,27 +22,76 @@ CAMetalLayer::CAMetalLayer(Dispatch& dispatch, std::shared_ptr<MTLDevice> device
 
 CAMetalLayer::~CAMetalLayer() = default;
 
+void CAMetalLayer::perform(const std::function<void()>& draw) {
+  if (isDrawing_) return;
+  // The host is called meanwhile, and may let go of the layer.
+  const auto self = shared_from_this();
+  struct Drawing {
+    explicit Drawing(bool& flag) : isDrawing(flag) { isDrawing = true; }
+    ~Drawing() { isDrawing = false; }
+    bool& isDrawing;
+  };
+  {
+    const Drawing drawing(isDrawing_);
+    draw();
+  }
+  const bool isPresented = drawable_ && drawable_->isPresented();
+  if (isPresented) drawable_.reset();
+  isMarked_ = !isPresented || (surface_ && !surface_->isUsable());
+  if (isMarked_) tryAgainLater();
+}
+
+std::shared_ptr<CAMetalDrawable> CAMetalLayer::currentDrawable(CGSize pixels) {
+  const bool isOutgrown = !isDrawing_ && drawableSize_ != pixels;
+  if (drawable_ && !drawable_->isPresented() && !isOutgrown) return drawable_;
+  drawable_.reset();
+  drawableSize_ = pixels;
+  drawable_ = nextDrawable(pixels);
+  return drawable_;
+}
+
 std::shared_ptr<CAMetalDrawable> CAMetalLayer::nextDrawable(CGSize pixels) {
-  const double width = std::round(pixels.width), height = std::round(pixels.height);
-  if (!(width >= 1) || !(height >= 1)) return nullptr;
-  if (!surface_) {
+  if (!(pixels.width >= 1) || !(pixels.height >= 1)) return nullptr;
+  if (surface_ && !surface_->isUsable()) surface_.reset();
+  if (!surface_ && !isRefused_) {
     surface_ = device_->makeSurface(surface() ? std::optional(surface()->nativeWindow()) : std::nullopt);
+    isRefused_ = !surface_;
   }
   if (!surface_) return nullptr;
-  return surface_->nextDrawable(static_cast<std::size_t>(width), static_cast<std::size_t>(height));
+  return surface_->nextDrawable(static_cast<std::size_t>(pixels.width),
+                                static_cast<std::size_t>(pixels.height));
+}
+
+void CAMetalLayer::dropSurface() {
+  drawable_.reset();
+  surface_.reset();
+  isRefused_ = false;
+}
+
+void CAMetalLayer::didChangeSurface() {
+  // The one before may have been none, and the drawables off screen.
+  dropSurface();
+  setNeedsDisplay();
 }
 
 void CAMetalLayer::setVisible(bool visible) {
   isVisible_ = visible;
-  if (visible && isMarked_) schedule(0);
+  if (visible && isMarked_) setNeedsDisplay();
 }
 
 void CAMetalLayer::setNeedsDisplay() {
   isMarked_ = true;
+  attempts_ = 0;
   if (isVisible_) schedule(0);
 }
 
-CGImageRef CAMetalLayer::contents() { return surface_ ? surface_->contents() : nullptr; }
+CGImageRef CAMetalLayer::contents() {
+  if (!surface_) return nullptr;
+  auto picture = surface_->contents();
+  // It may turn out that the processor is lost.
+  if (!surface_->isUsable()) setNeedsDisplay();
+  return picture;
+}
 
 void CAMetalLayer::surfaceOccluded(bool occluded) {
   if (!occluded) setNeedsDisplay();
@@ -56,9 +107,13 @@ void CAMetalLayer::schedule(double delay) {
 
 void CAMetalLayer::drawMarked() {
   isScheduled_ = false;
-  if (!isVisible_ || !std::exchange(isMarked_, false) || !draw_) return;
-  if (draw_()) return;
-  isMarked_ = true;
+  if (isVisible_ && isMarked_ && draw_) draw_();
+}
+
+void CAMetalLayer::tryAgainLater() {
+  const bool mayComeLater = surface_ && drawableSize_.width >= 1 && drawableSize_.height >= 1;
+  if (!isVisible_ || !mayComeLater || attempts_ >= kMostAttempts) return;
+  ++attempts_;
   schedule(kRefresh);
 }
 

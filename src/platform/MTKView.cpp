@@ -2,6 +2,7 @@
 
 #include "platform/CAMetalLayer.h"
 
+#include <cmath>
 #include <utility>
 
 namespace QelUtilVideo {
@@ -12,14 +13,8 @@ MTKView::MTKView(CGRect frame, Dispatch& dispatch, std::shared_ptr<MTLDevice> de
 MTKView::~MTKView() = default;
 
 std::shared_ptr<CAMetalDrawable> MTKView::currentDrawable() {
-  const CGSize size = drawableSize();
-  // One of another size was not presented before the view changed.
-  if (currentDrawable_ && (currentDrawable_->isPresented() || currentSize_ != size)) currentDrawable_.reset();
-  if (currentDrawable_) return currentDrawable_;
   const auto layer = metalLayer();
-  if (layer) currentDrawable_ = layer->nextDrawable(size);
-  currentSize_ = size;
-  return currentDrawable_;
+  return layer ? layer->currentDrawable(drawableSize()) : nullptr;
 }
 
 std::optional<MTLRenderPassDescriptor> MTKView::currentRenderPassDescriptor() {
@@ -28,12 +23,18 @@ std::optional<MTLRenderPassDescriptor> MTKView::currentRenderPassDescriptor() {
   return MTLRenderPassDescriptor{drawable->texture(), clearColor_};
 }
 
-CGSize MTKView::drawableSize() const { return convertSizeToBacking(bounds().size); }
+CGSize MTKView::drawableSize() const {
+  const CGSize size = convertSizeToBacking(bounds().size);
+  return {std::round(size.width), std::round(size.height)};
+}
 
 void MTKView::draw() {
-  drawRect(bounds());
-  // What was presented belongs to the display now.
-  if (currentDrawable_ && currentDrawable_->isPresented()) currentDrawable_.reset();
+  const auto draw = [self = shared_from_this(), this] { drawRect(bounds()); };
+  if (const auto layer = metalLayer()) {
+    layer->perform(draw);
+  } else {
+    draw();
+  }
 }
 
 std::shared_ptr<CALayer> MTKView::makeBackingLayer() {
@@ -41,20 +42,13 @@ std::shared_ptr<CALayer> MTKView::makeBackingLayer() {
   const std::weak_ptr<NSObject> weak = weak_from_this();
   layer->setDrawHandler([weak] {
     const auto view = std::dynamic_pointer_cast<MTKView>(weak.lock());
-    return !view || view->drawMarked();
+    if (view && view->enableSetNeedsDisplay()) view->draw();
   });
   return layer;
 }
 
 std::shared_ptr<CAMetalLayer> MTKView::metalLayer() const {
   return std::dynamic_pointer_cast<CAMetalLayer>(layer());
-}
-
-bool MTKView::drawMarked() {
-  if (!enableSetNeedsDisplay_) return true;
-  if (!currentDrawable()) return false;
-  draw();
-  return true;
 }
 
 }  // namespace QelUtilVideo

@@ -25,7 +25,7 @@ class MTKView : public NSView {
   [[nodiscard]] std::shared_ptr<CAMetalDrawable> currentDrawable();
   /// Clears the current drawable to the clear colour; absent when there is no drawable.
   [[nodiscard]] std::optional<MTLRenderPassDescriptor> currentRenderPassDescriptor();
-  /// Pixels.
+  /// Whole pixels.
   [[nodiscard]] CGSize drawableSize() const;
 
   [[nodiscard]] MTLClearColor clearColor() const { return clearColor_; }
@@ -36,7 +36,7 @@ class MTKView : public NSView {
   [[nodiscard]] bool enableSetNeedsDisplay() const { return enableSetNeedsDisplay_; }
   void setEnableSetNeedsDisplay(bool enabled) { enableSetNeedsDisplay_ = enabled; }
 
-  /// Draws now, through `drawRect`.
+  /// Draws now, through `drawRect`; not from inside of that.
   void draw();
 
   // NSView
@@ -47,15 +47,11 @@ class MTKView : public NSView {
   [[nodiscard]] std::shared_ptr<CAMetalLayer> metalLayer() const;
 
  private:
-  [[nodiscard]] bool drawMarked();
-
   Dispatch& dispatch_;
   const std::shared_ptr<MTLDevice> device_;
   MTLClearColor clearColor_;
   bool isPaused_ = false;
   bool enableSetNeedsDisplay_ = false;
-  std::shared_ptr<CAMetalDrawable> currentDrawable_;
-  CGSize currentSize_;  ///< of the current drawable, pixels
 };
 
 }  // namespace QelUtilVideo

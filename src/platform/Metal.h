@@ -18,8 +18,9 @@ namespace QelUtilVideo {
 
 // A graphics processor in the words of Metal, as narrow as its callers. Objects are held by
 // `std::shared_ptr`; what a command buffer refers to lives until the processor is done with it. Main thread,
-// except where said. None of the operations waits for the processor, and none fails at run time in a way that
-// ends the process: a processor that is lost gives no more drawables.
+// but the last reference to any of them may be dropped on any. None of the operations waits for the
+// processor, save where said, and none fails at run time in a way that ends the process: what a lost
+// processor is asked for is made and does nothing, and there are no more drawables.
 
 enum class MTLPixelFormat : std::uint32_t { r8Unorm = 10, rg8Unorm = 30, bgra8Unorm = 80 };
 
@@ -86,7 +87,7 @@ class MTLRenderCommandEncoder {
   virtual void endEncoding() = 0;
 };
 
-/// A picture of a view that can be drawn and then shown.
+/// A picture of a view that can be drawn and then shown. It may outlive its surface, and shows nothing then.
 class CAMetalDrawable {
  public:
   virtual ~CAMetalDrawable() = default;
@@ -134,17 +135,17 @@ class CVMetalTextureCache {
       std::size_t plane, std::unique_ptr<CVMetalTexture>& texture) = 0;
 };
 
-/// Where drawables of one view come from. Destroyed on any thread.
+/// Where drawables of one view come from.
 class MetalSurface {
  public:
   virtual ~MetalSurface() = default;
-  /// A drawable of that size in pixels, or null: the surface is not to be seen or has no area, or none is
-  /// free; it does not wait longer than a refresh.
+  /// A drawable of that size in pixels, at least 1 x 1, or null: none is free just now, or the surface is not
+  /// usable any more. Does not wait for one.
   [[nodiscard]] virtual std::shared_ptr<CAMetalDrawable> nextDrawable(std::size_t width,
                                                                       std::size_t height) = 0;
-  /// What was shown last is to be seen again, since the display lost it.
-  virtual void presentAgain() = 0;
-  /// What was shown last, in pixels; null before the first.
+  /// False: it will have no drawable any more, and another surface has to be made.
+  [[nodiscard]] virtual bool isUsable() const = 0;
+  /// What was shown last, in pixels; null before the first. Waits for the processor.
   [[nodiscard]] virtual CGImageRef contents() = 0;
 };
 

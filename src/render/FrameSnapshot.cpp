@@ -2,10 +2,8 @@
 
 #include "platform/HostCall.h"
 
-#include <QelUtilVideo/RenderView.h>
 #include <QelUtilVideo/RenderViewData.h>
 #include <QelUtilVideo/RenderViewDataSource.h>
-#include <QelUtilVideo/RenderViewDelegate.h>
 
 namespace QelUtilVideo {
 
@@ -19,14 +17,6 @@ std::optional<FrameSnapshot> FrameSnapshot::take(const std::shared_ptr<RenderVie
                           data->deviceType()};
   });
   return frame;
-}
-
-void tellOfNewFrame(const NSView& backend, const std::shared_ptr<RenderViewDelegate>& delegate,
-                    const std::optional<FrameSnapshot>& frame, double lastTimestamp) {
-  const double timestamp = frame ? frame->timestamp : 0;
-  if (!delegate || timestamp == lastTimestamp) return;
-  const auto view = std::dynamic_pointer_cast<RenderView>(backend.superview());
-  if (view) callHost("RenderViewDelegate", [&] { delegate->renderViewWillRender(*view); });
 }
 
 }  // namespace QelUtilVideo

@@ -9,9 +9,7 @@
 
 namespace QelUtilVideo {
 
-class NSView;
 class RenderViewDataSource;
-class RenderViewDelegate;
 
 /// A data source's current frame, each property read once. What host code throws ends as a record of the
 /// platform's troubles.
@@ -43,10 +41,5 @@ class FrameOrigin {
   std::uint8_t deviceID_;
   std::uint8_t deviceType_;
 };
-
-/// Tells the delegate that the view around `backend` will show another frame than the one drawn last, or none
-/// any more; nothing where it is the same. `lastTimestamp`: 0 when none was drawn.
-void tellOfNewFrame(const NSView& backend, const std::shared_ptr<RenderViewDelegate>& delegate,
-                    const std::optional<FrameSnapshot>& frame, double lastTimestamp);
 
 }  // namespace QelUtilVideo

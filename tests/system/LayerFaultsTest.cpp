@@ -4,14 +4,10 @@
 
 #include <QelUtilVideo/RenderView.h>
 #include <QelUtilVideo/platform/NSCoder.h>
-#include <QelUtilVideo/platform/NSColor.h>
-#include <QelUtilVideo/platform/NSWindow.h>
 
 #include <epoxy/egl.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <cstring>
 #include <thread>
 #include <utility>
 
@@ -56,22 +52,6 @@ TEST(LayerFaults, aThreadThatTakesNoContextStillMakesOneAndReadsItBackAndOnlyALo
   }
   refusal = EGL_SUCCESS;
   EXPECT_FALSE(context->cglContextObj());
-}
-
-TEST(LayerFaults, aTranslucentBackgroundIsMultipliedByItsAlphaOnceInAWindowsImage) {
-  if (!EglOpenGL(nullptr).makeContext({}, nullptr)) GTEST_SKIP() << "This machine has no OpenGL driver";
-  const auto window = NSWindow::makeOffscreen({4, 4});
-  const auto view = RenderView::make(window->contentView()->bounds());
-  view->setBackgroundColor(NSColor::deviceRGB(1, 0.5, 0, 0.25));
-  window->contentView()->addSubview(view);
-  CGImageRef image;
-  for (int wait = 0; wait < 1000 && !image; ++wait, image = window->image()) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  ASSERT_TRUE(image);
-  std::uint32_t pixel = 0;
-  std::memcpy(&pixel, image->dataProvider()->bytes()->data(), sizeof pixel);
-  EXPECT_EQ(pixel, 0x40402000U);
 }
 
 TEST(LayerFaults, anArchiveThatThrowsHalfWayGivesNoView) {

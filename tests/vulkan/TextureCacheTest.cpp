@@ -300,7 +300,7 @@ TEST_F(TextureCaches, uploadAgainWhatWasNeverSent) {
 TEST_F(TextureCaches, giveNoTexturesOfALostProcessorOrOfWhatIsNoPlane) {
   std::vector<std::string> said;
   const auto gpu = Gpu::open([&](const std::string& text) { said.push_back(text); });
-  GpuTextureCache cache(std::make_shared<GpuPlanes>(gpu));
+  GpuTextureCache cache(std::make_shared<SharedGpu>(gpu, nullptr));
   const auto picture = painted(CVPixelBufferPool::make(32, 16, kNV12)->makePixelBuffer(), 1);
   std::unique_ptr<CVMetalTexture> texture;
   const auto wrap = [&](const CVPixelBufferRef& image, MTLPixelFormat format, std::size_t width,

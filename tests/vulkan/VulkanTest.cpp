@@ -63,10 +63,11 @@ TEST_F(VulkanDevices, drawAPictureInItsPlaceAndColour) {
                 kCVReturnSuccess);
       textures[plane] = wrapper->CVMetalTextureGetTexture();
     }
-    const auto drawable = surface->nextDrawable(64, 32);
-    ASSERT_TRUE(drawable);
-    std::shared_ptr<MTLCommandBuffer> commands;
-    while (!commands) commands = queue->commandBuffer();
+    // There is none while the processor is busy with two.
+    std::shared_ptr<CAMetalDrawable> drawable;
+    while (!drawable) drawable = surface->nextDrawable(64, 32);
+    const auto commands = queue->commandBuffer();
+    ASSERT_TRUE(commands);
     metal::encodeRenderPipeline(*commands, pipeline, {drawable->texture(), {0, 0, 1, 0.5}}, geometry,
                                 textures);
     commands->presentDrawable(drawable);

@@ -43,9 +43,10 @@ class QEL_EXPORT NSWindow : public virtual NSObject {
   /// The content fills that window and follows its size; the window itself stays its owner's, and with it
   /// title, keys and closing. It may be unmapped still. Null when there is no such window.
   static std::shared_ptr<NSWindow> makeInForeignWindow(std::uint32_t windowNumber);
-  /// A window on no display: its views are drawn at 60 refreshes per second on a screen of its own
-  /// that is listed nowhere, and their pixels can be read back. `size` is in points (sides that are not
-  /// finite or below 1 count as 1); `backingScaleFactor` pixels make a point (0.5 to 8, else 1).
+  /// A window on no display: its views are drawn, at 60 refreshes per second or at those of the fastest
+  /// display, on a screen of its own that is listed nowhere, and their pixels can be read back. `size` is in
+  /// points (sides that are not finite or below 1 count as 1); `backingScaleFactor` pixels make a point (0.5
+  /// to 8, else 1).
   static std::shared_ptr<NSWindow> makeOffscreen(CGSize size, double backingScaleFactor = 1);
   ~NSWindow() override;
 

@@ -1,4 +1,3 @@
-#include "platform/Metal.h"
 #include "platform/NotificationCenterImpl.h"
 #include "platform/Platform.h"
 #include "platform/Root.h"
@@ -20,6 +19,8 @@
 #include "platform/linux/media/ScreenFrameMaker.h"
 #include "platform/linux/v4l2/CameraExamination.h"
 #include "platform/linux/v4l2/V4l2Cameras.h"
+#include "platform/linux/vulkan/VulkanExamination.h"
+#include "platform/linux/vulkan/VulkanMetal.h"
 #include "platform/linux/x11/X11Cursor.h"
 #include "platform/linux/x11/X11Displays.h"
 #include "platform/linux/x11/X11EventPump.h"
@@ -28,9 +29,11 @@
 #include "platform/linux/x11/X11Views.h"
 #include "platform/linux/x11/windowserver/X11WindowServer.h"
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -52,11 +55,6 @@ class OnFirstUse {
   std::unique_ptr<T> part_;
 };
 
-class NoMetal final : public Metal {
- public:
-  [[nodiscard]] std::shared_ptr<MTLDevice> MTLCreateSystemDefaultDevice() override { return nullptr; }
-};
-
 /// A connection: one that displays, cursor and views share, and another one.
 struct X11 {
   explicit X11(EventLoop& loop) {
@@ -66,10 +64,22 @@ struct X11 {
   std::optional<X11EventPump> pump;
 };
 
-/// What the machine may have that nobody asks for.
-std::vector<Finding> findUnused() {
-  constexpr const char* detail = "not used by this version";
-  return {{Finding::Area::drawing, "Vulkan", Finding::State::unused, detail, ""}};
+/// One of the two is enough.
+std::vector<Finding> examineDrivers() {
+  std::vector<Finding> findings = examineVulkan(), others = examineOpenGL();
+  const auto isMissing = [](const Finding& finding) { return finding.state == Finding::State::missing; };
+  const auto excuse = [&](std::vector<Finding>& poor, const std::vector<Finding>& good, const char* name) {
+    if (std::ranges::any_of(good, isMissing)) return;
+    for (Finding& finding : poor) {
+      if (!isMissing(finding)) continue;
+      finding.state = Finding::State::limited;
+      finding.detail += std::string(": ") + name + " draws all views";
+    }
+  };
+  excuse(others, findings, "Vulkan");
+  excuse(findings, others, "OpenGL");
+  findings.insert(findings.end(), others.begin(), others.end());
+  return findings;
 }
 
 std::vector<LinuxDiagnostics::Examination> examinations() {
@@ -77,15 +87,15 @@ std::vector<LinuxDiagnostics::Examination> examinations() {
   using State = Finding::State;
   constexpr const char* otherServer = "End the X server that DISPLAY names, or set DISPLAY to another one.";
   constexpr const char* lookAtLog = "Look at the system's log for what the graphics driver says.";
-  return {{{Area::displays, "X server", State::missing, "", otherServer}, [] { return examineX11(); }},
-          {{Area::drawing, "OpenGL", State::missing, "", lookAtLog}, [] { return examineOpenGL(); }},
-          {{Area::drawing, "Drawing in windows", State::limited, "", otherServer},
-           [] { return examineDrawingInWindows(); }},
-          {{Area::drawing, "Vulkan", State::missing, "", ""}, findUnused},
-          {{Area::cameras, "Cameras", State::missing, "", "Unplug the cameras, and plug them in again."},
-           [] { return examineCameras(); }},
-          {{Area::system, "Services", State::missing, "", "Look whether the home folder can be read."},
-           [] { return examineSystem(); }}};
+  return {
+      {{Area::displays, "X server", State::missing, "", otherServer}, [] { return examineX11(); }},
+      {{Area::drawing, "Vulkan and OpenGL", State::missing, "", lookAtLog}, [] { return examineDrivers(); }},
+      {{Area::drawing, "Drawing in windows", State::limited, "", otherServer},
+       [] { return examineDrawingInWindows(); }},
+      {{Area::cameras, "Cameras", State::missing, "", "Unplug the cameras, and plug them in again."},
+       [] { return examineCameras(); }},
+      {{Area::system, "Services", State::missing, "", "Look whether the home folder can be read."},
+       [] { return examineSystem(); }}};
 }
 
 class LinuxPlatform final : public Platform {
@@ -105,7 +115,9 @@ class LinuxPlatform final : public Platform {
     const auto& x11 = windowServerX11_.get(linuxDispatch().eventLoop());
     return windowServer_.get(x11.connection, linuxDispatch().eventLoop());
   }
-  DisplayLinks& displayLinks() override { return displayLinks_.get(displays(), notificationCenter()); }
+  DisplayLinks& displayLinks() override {
+    return displayLinks_.get(displays(), notificationCenter(), linuxDispatch().eventLoop());
+  }
   CaptureDevices& captureDevices() override {
     return captureDevices_.get(notificationCenter(), cameras(),
                                [this](CGDirectDisplayID display) { return screenInput(display); });
@@ -113,7 +125,9 @@ class LinuxPlatform final : public Platform {
   Cursor& cursor() override { return cursor_.get(x11().connection); }
   Views& views() override { return views_.get(x11().connection, linuxDispatch().eventLoop(), trouble_); }
   Images& images() override { return images_; }
-  Metal& metal() override { return metal_; }
+  Metal& metal() override {
+    return metal_.get([this] { return bundle().pathForResource("shaders.lib"); }, trouble_);
+  }
   OpenGL& openGL() override { return openGL_.get(trouble_); }
   Diagnostics& diagnostics() override { return diagnostics_.get(examinations()); }
 
@@ -156,7 +170,7 @@ class LinuxPlatform final : public Platform {
   OnFirstUse<LinuxCaptureDevices> captureDevices_;
   OnFirstUse<X11Views> views_;
   PixmanImages images_;
-  NoMetal metal_;
+  OnFirstUse<VulkanMetal> metal_;
   OnFirstUse<EglOpenGL> openGL_;
   OnFirstUse<LinuxDiagnostics> diagnostics_;
 };

@@ -2,15 +2,12 @@
 
 #include "log/Log.h"
 #include "platform/Dispatch.h"
-#include "platform/HostCall.h"
+#include "platform/NumberText.h"
 #include "platform/Root.h"
 #include "render/metal/MetalRenderView_macOS.h"
 #include "render/metal/RenderLoop.h"
 
-#include <QelUtilVideo/RenderViewDataSource.h>
-
 #include <algorithm>
-#include <cstdio>
 #include <string>
 #include <utility>
 
@@ -20,20 +17,8 @@ namespace {
 
 std::string rateText(const CVTime& period) {
   if (period.timeValue < 1 || period.timeScale < 1) return {};
-  char text[64];
-  std::snprintf(text, sizeof text, " (%.1f fps)",
-                static_cast<double>(period.timeScale) / static_cast<double>(period.timeValue));
-  return text;
-}
-
-/// Whether the coming refresh has something to show that the last one had not.
-bool isDue(const RenderContext& context) {
-  if (context.needsUpdate()) return true;
-  const auto source = context.dataSource();
-  if (!source) return false;
-  bool isNew = false;
-  callHost("RenderViewDataSource", [&] { isNew = source->timestamp() != context.lastTimestamp(); });
-  return isNew || context.geometry().rotateAngle() != 0;
+  return " (" + oneDecimal(static_cast<double>(period.timeScale) / static_cast<double>(period.timeValue)) +
+         " fps)";
 }
 
 }  // namespace
@@ -50,15 +35,21 @@ DisplayLink::~DisplayLink() { dispatchSource_->cancel(); }
 DisplayLink& DisplayLink::shared() { return Root::current().get<DisplayLink>(); }
 
 void DisplayLink::addRenderLoop(const std::shared_ptr<RenderLoop>& loop) {
-  std::string started;
-  const bool isFailed = state_.with([&](State& state) {
-    if (std::ranges::find(state.renderLoops, loop) != state.renderLoops.end()) return false;
-    if (state.renderLoops.empty() && !startDisplayLink(state, started)) return true;
-    state.renderLoops.push_back(loop);
-    return false;
-  });
-  if (isFailed) fatal("[DisplayLink] create failed");
-  if (!started.empty()) log(LogLevel::info, started);
+  const auto isKnown = [&](const State& state) {
+    return std::ranges::find(state.renderLoops, loop) != state.renderLoops.end();
+  };
+  if (state_.with(isKnown)) return;
+  for (bool isAdded = false; !isAdded;) {
+    const bool isFirst = state_.with([](const State& state) { return state.renderLoops.empty(); });
+    auto link = isFirst ? startDisplayLink() : nullptr;
+    isAdded = state_.with([&](State& state) {
+      // The others may have gone since.
+      if (state.renderLoops.empty() && !link) return false;
+      if (link) state.displayLink = std::move(link);
+      state.renderLoops.push_back(loop);
+      return true;
+    });
+  }
 }
 
 void DisplayLink::removeRenderLoop(const RenderLoop& loop) {
@@ -75,20 +66,19 @@ void DisplayLink::removeRenderLoop(const RenderLoop& loop) {
   log(LogLevel::info, "[DisplayLink] stopped");
 }
 
-bool DisplayLink::startDisplayLink(State& state, std::string& started) {
-  if (state.displayLink) return true;
+std::unique_ptr<CVDisplayLink> DisplayLink::startDisplayLink() {
   std::unique_ptr<CVDisplayLink> link;
   if (root_.platform().displayLinks().CVDisplayLinkCreateWithActiveCGDisplays(link) != kCVReturnSuccess) {
-    return false;
+    fatal("[DisplayLink] create failed");
   }
   link->CVDisplayLinkSetOutputHandler([source = dispatchSource_] {
     source->add(1);
     return kCVReturnSuccess;
   });
   link->CVDisplayLinkStart();
-  started = "[DisplayLink] started" + rateText(link->CVDisplayLinkGetNominalOutputVideoRefreshPeriod());
-  state.displayLink = std::move(link);
-  return true;
+  log(LogLevel::info,
+      "[DisplayLink] started" + rateText(link->CVDisplayLinkGetNominalOutputVideoRefreshPeriod()));
+  return link;
 }
 
 void DisplayLink::tick() {
@@ -96,7 +86,7 @@ void DisplayLink::tick() {
   const auto loops = state_.with([](const State& state) { return state.renderLoops; });
   for (const auto& loop : loops) {
     const auto view = loop->view();
-    if (view && isDue(view->renderContext())) view->draw();
+    if (view && view->renderContext().isDue()) view->draw();
   }
 }
 

@@ -41,8 +41,7 @@ class DisplayLink {
     std::vector<std::shared_ptr<RenderLoop>> renderLoops;
   };
 
-  /// False: there is none to be had. `started` is the line for the log, empty when it runs already.
-  [[nodiscard]] bool startDisplayLink(State& state, std::string& started);
+  [[nodiscard]] std::unique_ptr<CVDisplayLink> startDisplayLink();
   void tick();
 
   Root& root_;

@@ -1,6 +1,8 @@
 #include "render/metal/RenderContext.h"
 
 #include "log/Log.h"
+#include "platform/HostCall.h"
+#include "render/FrameNotice.h"
 #include "render/metal/MetalRenderView_macOS.h"
 #include "render/metal/Pipelines.h"
 #include "render/metal/PlaneTextures.h"
@@ -33,6 +35,15 @@ void RenderContext::setBlurRadius(float radius) {
   needsUpdate_ = true;
 }
 
+bool RenderContext::isDue() const {
+  if (needsUpdate_) return true;
+  const auto source = dataSource();
+  if (!source) return false;
+  bool isNew = false;
+  callHost("RenderViewDataSource", [&] { isNew = source->timestamp() != lastTimestamp_; });
+  return isNew || geometry_.rotateAngle() != 0;
+}
+
 std::optional<CGSize> RenderContext::draw(MetalRenderView_macOS& view) {
   const auto size = drawCurrent(view);
   needsUpdate_ = false;
@@ -40,13 +51,14 @@ std::optional<CGSize> RenderContext::draw(MetalRenderView_macOS& view) {
 }
 
 std::optional<CGSize> RenderContext::drawCurrent(MetalRenderView_macOS& view) {
-  const auto drawable = view.currentDrawable();
-  if (!drawable) return std::nullopt;
+  if (!view.currentDrawable()) return std::nullopt;
   const auto source = dataSource();
   const auto frame = FrameSnapshot::take(source);
   tellOfNewFrame(view, view.renderDelegate(), frame, lastTimestamp_);
+  // The host, which was asked and told, may have changed the view.
+  const auto drawable = view.currentDrawable();
   const auto pass = view.currentRenderPassDescriptor();
-  if (!pass) return std::nullopt;
+  if (!drawable || !pass) return std::nullopt;
   const auto commands = commandQueue().commandBuffer();
   if (!commands) return std::nullopt;
   commands->setLabel(logName_);

@@ -33,6 +33,8 @@ class RenderContext {
   RenderContext& operator=(const RenderContext&) = delete;
   ~RenderContext();
 
+  /// Whether the coming refresh has something to show that the last one had not.
+  [[nodiscard]] bool isDue() const;
   /// Draws the current frame, or clears the view where there is none to be shown. Answers the size of the
   /// picture as it is shown, (0, 0) for none; absent when nothing could be drawn at all.
   [[nodiscard]] std::optional<CGSize> draw(MetalRenderView_macOS& view);

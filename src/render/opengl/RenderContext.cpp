@@ -2,6 +2,7 @@
 
 #include "platform/HostCall.h"
 #include "platform/Platform.h"
+#include "render/FrameNotice.h"
 #include "render/opengl/OpenGLRenderView.h"
 
 #include <QelUtilVideo/RenderViewDataSource.h>

@@ -153,7 +153,7 @@ TEST_F(MetalViews, mayBeAddedAndDestroyedWhileOthersAreDrawn) {
   view->setDelegate(delegate);
   view->setImageBuffer(buffer);
   setImage(1);
-  EXPECT_EQ(draws(), 1U);
+  EXPECT_EQ(draws(), 2U) << "and the new one";
   EXPECT_EQ(delegate->told, 1);
   setImage(2);
   std::thread([dropped = std::exchange(view, nullptr)]() mutable { dropped.reset(); }).join();
@@ -169,6 +169,9 @@ TEST_F(MetalViews, drawTheTwoPlanesOnAQuadAndTellTheSizeLater) {
   show();
   const auto delegate = std::make_shared<CountingDelegate>();
   view->setDelegate(delegate);
+  view->setFrame({{0, 0}, {640.4, 359.6}});  // 640 × 360 in whole pixels
+  machine->settle();
+  record().passes.clear();
   view->setImageBuffer(buffer);
   setImage(5, 320, 240);
   machine->displayLinks().refresh();
@@ -188,7 +191,7 @@ TEST_F(MetalViews, drawTheTwoPlanesOnAQuadAndTellTheSizeLater) {
   EXPECT_THAT(pass.vertexBuffers[1], SizeIs(16));
   EXPECT_FLOAT_EQ(pass.vertexBuffers[1][5], 640.0F / 360.0F);
   EXPECT_THAT(record().labels, Contains(HasSubstr("[RenderView:Metal:")));
-  EXPECT_EQ(record().presented, static_cast<int>(record().labels.size()));
+  EXPECT_THAT(record().presented, SizeIs(record().labels.size()));
   EXPECT_EQ(view->contentSize(), (CGSize{320, 240}));
   EXPECT_EQ(delegate->told, 1);
   const int buffers = record().buffers;
@@ -207,7 +210,10 @@ TEST_F(MetalViews, areClearedWhereThereIsNothingToShow) {
   EXPECT_EQ(draws(), 1U);
   view->setBackgroundColor(NSColor::deviceWhite(0.5));
   view->setDeviceType(std::uint8_t{9});
+  const auto delegate = std::make_shared<CountingDelegate>();
+  view->setDelegate(delegate);
   EXPECT_EQ(draws(3), 3U) << "a frame that is filtered out is tried again at each refresh";
+  EXPECT_EQ(delegate->told, 2) << "before each but the first, which follows the same frame";
   EXPECT_EQ(record().passes.back().pipeline, "");
   EXPECT_EQ(record().passes.back().clearColor, (MTLClearColor{0.5, 0.5, 0.5, 1}));
   EXPECT_EQ(view->contentSize(), CGSize{});
@@ -239,6 +245,10 @@ TEST_F(MetalViews, animateTurnsOfOneSourceOnly) {
   EXPECT_EQ(draws(3), 1U) << "another source switches";
   other->setImage(makePicture(320, 180), 3, CGImagePropertyOrientation::up);
   EXPECT_EQ(draws(3), 3U) << "the same one turns";
+  machine->advance(1);
+  EXPECT_EQ(draws(), 1U);
+  other->setImage(makePicture(320, 180), 4, CGImagePropertyOrientation::down, 7);
+  EXPECT_EQ(draws(3), 1U) << "another device of it switches";
 }
 
 TEST_F(MetalViews, doWithoutWhatTheProcessorDoesNotGive) {
@@ -266,6 +276,88 @@ TEST_F(MetalViews, doWithoutWhatTheProcessorDoesNotGive) {
   machine->advance(0.1);
   EXPECT_THAT(record().passes, SizeIs(1));
   EXPECT_EQ(record().drawableSize, (CGSize{320, 200}));
+}
+
+TEST_F(MetalViews, loseNoSettingToAProcessorThatIsBusy) {
+  show();
+  view->setImageBuffer(buffer);
+  setImage(1);
+  EXPECT_EQ(draws(), 1U);
+  const auto comesLater = [&](bool MetalRecord::*fault, const std::function<void()>& change) {
+    record().*fault = true;
+    change();
+    EXPECT_EQ(draws(2), 0U);
+    record().*fault = false;
+    record().passes.clear();
+    machine->advance(0.1);
+    EXPECT_THAT(record().passes, SizeIs(1)) << "without a refresh";
+  };
+  comesLater(&MetalRecord::hasNoDrawable, [&] { view->setImageBuffer(nullptr); });
+  comesLater(&MetalRecord::hasNoCommandBuffer, [&] { view->setFitInBounds(true); });
+
+  // It is given up until there is another reason.
+  record().hasNoDrawable = true;
+  view->setFitInBounds(false);
+  EXPECT_EQ(draws(), 0U);
+  machine->advance(60);
+  const int asked = record().asked;
+  machine->advance(60);
+  EXPECT_EQ(record().asked, asked);
+}
+
+TEST_F(MetalViews, showWhatTheyDrewWhateverTheHostDoesMeanwhile) {
+  show();
+  const auto delegate = std::make_shared<CountingDelegate>();
+  view->setDelegate(delegate);
+  view->setImageBuffer(buffer);
+  const auto showsWhatItDrew = [&](double timestamp, const std::function<void()>& react) {
+    record().passes.clear();
+    record().presented.clear();
+    const int told = delegate->told;
+    delegate->react = react;
+    setImage(timestamp);
+    machine->displayLinks().refresh();
+    machine->runMain();
+    delegate->react = nullptr;
+    ASSERT_THAT(record().passes, SizeIs(1));
+    EXPECT_THAT(record().presented, ElementsAre(record().passes[0].target));
+    EXPECT_EQ(delegate->told, told + 1);
+  };
+  showsWhatItDrew(1, [&] { view->setFrame({{0, 0}, {100, 50}}); });
+  showsWhatItDrew(2, [&] {
+    machine->displayLinks().refresh();
+    machine->runMain();
+  });
+  const auto other = NSWindow::makeOffscreen({50, 50});
+  showsWhatItDrew(3, [&] { other->contentView()->addSubview(view); });
+}
+
+TEST_F(MetalViews, areDrawnWhereTheyAre) {
+  window->contentView()->addSubview(view);
+  machine->settle();
+  EXPECT_THAT(record().passes, SizeIs(1)) << "a new view shows its background";
+  const auto shown = NSWindow::make({640, 360}, "Shown");
+  shown->orderFront();
+  shown->contentView()->addSubview(view);
+  machine->settle();
+  window->contentView()->addSubview(view);
+  machine->settle();
+  EXPECT_THAT(record().surfaces, ElementsAre(false, true, false));
+
+  const auto foreign = machine->views().addForeign({{0, 0}, {200, 100}}, false);
+  const auto inForeign = NSWindow::makeInForeignWindow(foreign->number);
+  inForeign->contentView()->addSubview(view);
+  EXPECT_EQ(links().running, 0) << "it is not mapped";
+  foreign->set({{0, 0}, {200, 100}}, true);
+  EXPECT_EQ(links().running, 1);
+  foreign->set({{0, 0}, {200, 100}}, false);
+  view->subviews()[0]->setHidden(true);
+  foreign->set({{0, 0}, {200, 100}}, true);
+  const auto started = lines(" started display link");
+  view->subviews()[0]->setHidden(false);
+  EXPECT_EQ(lines(" started display link"), started + 1);
+  foreign->vanish();
+  EXPECT_EQ(links().running, 0);
 }
 
 TEST_F(MetalViews, sayWhatIsWrongWithAThread) {

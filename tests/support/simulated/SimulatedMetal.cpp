@@ -42,6 +42,7 @@ class Encoder final : public MTLRenderCommandEncoder {
  public:
   Encoder(Record record, const MTLRenderPassDescriptor& descriptor) : record_(std::move(record)) {
     pass_.clearColor = descriptor.clearColor;
+    pass_.target = descriptor.texture;
   }
   void setRenderPipelineState(std::shared_ptr<MTLRenderPipelineState> state) override {
     pass_.pipeline = static_cast<const Pipeline&>(*state).name;
@@ -76,7 +77,7 @@ class Commands final : public MTLCommandBuffer {
   }
   void presentDrawable(std::shared_ptr<CAMetalDrawable> drawable) override {
     static_cast<Drawable&>(*drawable).wasPresented = true;
-    ++record_->presented;
+    record_->presented.push_back(drawable->texture());
   }
   void commit() override { record_->labels.push_back(label_); }
 
@@ -118,13 +119,14 @@ struct Cache final : CVMetalTextureCache {
 struct Surface final : MetalSurface {
   explicit Surface(Record happened) : record(std::move(happened)) {}
   std::shared_ptr<CAMetalDrawable> nextDrawable(std::size_t width, std::size_t height) override {
+    ++record->asked;
     if (record->hasNoDrawable) return nullptr;
     record->drawableSize = {static_cast<double>(width), static_cast<double>(height)};
     auto drawable = std::make_shared<Drawable>();
     drawable->picture = std::make_shared<MetalRecord::Texture>(width, height, MTLPixelFormat::bgra8Unorm, 0U);
     return drawable;
   }
-  void presentAgain() override {}
+  [[nodiscard]] bool isUsable() const override { return true; }
   CGImageRef contents() override { return nullptr; }
   const Record record;
 };
@@ -165,7 +167,8 @@ class Device final : public MTLDevice {
     ++record_->caches;
     return std::make_shared<Cache>(record_);
   }
-  std::unique_ptr<MetalSurface> makeSurface(const std::optional<NativeWindow>&) override {
+  std::unique_ptr<MetalSurface> makeSurface(const std::optional<NativeWindow>& window) override {
+    record_->surfaces.push_back(window.has_value());
     return std::make_unique<Surface>(record_);
   }
 

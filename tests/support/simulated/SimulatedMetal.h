@@ -37,12 +37,15 @@ struct MetalRecord {
     std::vector<std::vector<float>> vertexBuffers;
     std::vector<std::shared_ptr<MTLTexture>> textures;
     std::size_t vertices = 0;
+    std::shared_ptr<MTLTexture> target;
   };
 
   // What happened.
   std::vector<Pass> passes;
   std::vector<std::string> labels;  ///< of the command buffers that were committed
-  int presented = 0;
+  std::vector<std::shared_ptr<MTLTexture>> presented;
+  std::vector<bool> surfaces;  ///< of those made, whether each was on a window
+  int asked = 0;               ///< for drawables
   int queues = 0, libraries = 0, caches = 0, buffers = 0;
   CGSize drawableSize;  ///< of the last drawable
 

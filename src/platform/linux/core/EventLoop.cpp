@@ -57,6 +57,20 @@ EventLoop::EventLoop(TroubleHandler trouble)
 
 EventLoop::~EventLoop() = default;
 
+void EventLoop::forgetWork() {
+  // What goes with them may leave new work behind.
+  for (bool isDone = false; !isDone;) {
+    std::deque<Handler> blocks;
+    TimerTable timers;
+    {
+      const MutexLock lock(mutex_);
+      blocks.swap(blocks_);
+      std::swap(timers, timers_);
+    }
+    isDone = blocks.empty() && timers.empty();
+  }
+}
+
 bool EventLoop::watch(int fd, std::function<void()> handler) {
   settleMainThread();
   auto shared = std::make_shared<const Handler>(std::move(handler));

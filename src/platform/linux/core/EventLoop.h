@@ -36,6 +36,9 @@ class EventLoop final : public MainLoop, public TimerClock {
   /// called from another. Before the descriptor is closed. Any thread.
   void unwatch(int fd);
 
+  /// Lets go of all blocks and timers, undone.
+  void forgetWork();
+
   /// The library has been used: from here on the main thread is settled.
   void settleMainThread() const { settled_ = true; }
 

@@ -83,7 +83,10 @@ LinuxDispatch::LinuxDispatch(TroubleHandler trouble)
   });
 }
 
-LinuxDispatch::~LinuxDispatch() = default;
+LinuxDispatch::~LinuxDispatch() {
+  // Blocks may hold their queue, and it the loop that holds them.
+  loop_->forgetWork();
+}
 
 std::shared_ptr<DispatchQueue> LinuxDispatch::makeQueue(std::string label) {
   loop_->settleMainThread();

@@ -3,6 +3,8 @@
 #include "platform/Displays.h"
 #include "platform/linux/core/StreamThread.h"
 
+#include <QelUtilVideo/platform/MainLoop.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -27,7 +29,7 @@ double rateOf(Displays& displays) {
 
 class Link final : public CVDisplayLink {
  public:
-  Link(Displays& displays, NotificationCenter& center) : center_(center) {
+  Link(Displays& displays, NotificationCenter& center, MainLoop& loop) : center_(center), loop_(loop) {
     *rate_ = rateOf(displays);
     observer_ =
         center_.addObserver(NSApplicationDidChangeScreenParametersNotification, nullptr,
@@ -39,15 +41,8 @@ class Link final : public CVDisplayLink {
 
   void CVDisplayLinkSetOutputHandler(OutputHandler handler) override { handler_ = std::move(handler); }
 
-  void CVDisplayLinkStart() override try {
-    if (!thread_)
-      thread_.emplace(
-          [rate = rate_, handler = handler_](const StreamThread::Stop& stop) { run(*rate, handler, stop); });
-  } catch (const std::system_error&) {
-    // Views then stand still until there is a thread again.
-  }
-
-  void CVDisplayLinkStop() override { thread_.reset(); }
+  void CVDisplayLinkStart() override { ticking_ = Ticking::start(loop_, rate_, handler_); }
+  void CVDisplayLinkStop() override { ticking_.reset(); }
 
   [[nodiscard]] CVTime CVDisplayLinkGetNominalOutputVideoRefreshPeriod() const override {
     constexpr std::int64_t parts = 1000;
@@ -55,6 +50,30 @@ class Link final : public CVDisplayLink {
   }
 
  private:
+  using Rate = std::shared_ptr<std::atomic<double>>;
+
+  /// A thread, or the wait for one.
+  class Ticking : public std::enable_shared_from_this<Ticking> {
+   public:
+    static std::shared_ptr<Ticking> start(MainLoop& loop, const Rate& rate, const OutputHandler& handler) {
+      auto ticking = std::make_shared<Ticking>();
+      ticking->tryStart(loop, rate, handler);
+      return ticking;
+    }
+
+   private:
+    void tryStart(MainLoop& loop, const Rate& rate, const OutputHandler& handler) try {
+      thread_.emplace([rate, handler](const StreamThread::Stop& stop) { run(*rate, handler, stop); });
+    } catch (const std::system_error&) {
+      // The system has none left just now; views stand still meanwhile.
+      loop.after(1, [weak = weak_from_this(), &loop, rate, handler] {
+        if (const auto ticking = weak.lock()) ticking->tryStart(loop, rate, handler);
+      });
+    }
+
+    std::optional<StreamThread> thread_;
+  };
+
   static void run(const std::atomic<double>& rate, const OutputHandler& handler,
                   const StreamThread::Stop& stop) {
     using namespace std::chrono;
@@ -71,16 +90,17 @@ class Link final : public CVDisplayLink {
   }
 
   NotificationCenter& center_;
-  const std::shared_ptr<std::atomic<double>> rate_ = std::make_shared<std::atomic<double>>(kUsualRate);
+  MainLoop& loop_;
+  const Rate rate_ = std::make_shared<std::atomic<double>>(kUsualRate);
   NotificationCenter::Token observer_{};
   OutputHandler handler_;
-  std::optional<StreamThread> thread_;
+  std::shared_ptr<Ticking> ticking_;
 };
 
 }  // namespace
 
 CVReturn LinuxDisplayLinks::CVDisplayLinkCreateWithActiveCGDisplays(std::unique_ptr<CVDisplayLink>& link) {
-  link = std::make_unique<Link>(displays_, center_);
+  link = std::make_unique<Link>(displays_, center_, loop_);
   return kCVReturnSuccess;
 }
 

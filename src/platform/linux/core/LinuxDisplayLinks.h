@@ -7,12 +7,14 @@
 namespace QelUtilVideo {
 
 class Displays;
+class MainLoop;
 
 /// Links with a thread each that sleeps from refresh to refresh at the rate of the fastest display.
 class LinuxDisplayLinks final : public DisplayLinks {
  public:
-  /// Both outlive the object and its links.
-  LinuxDisplayLinks(Displays& displays, NotificationCenter& center) : displays_(displays), center_(center) {}
+  /// All outlive the object and its links.
+  LinuxDisplayLinks(Displays& displays, NotificationCenter& center, MainLoop& loop)
+      : displays_(displays), center_(center), loop_(loop) {}
 
   [[nodiscard]] CVReturn CVDisplayLinkCreateWithActiveCGDisplays(
       std::unique_ptr<CVDisplayLink>& link) override;
@@ -20,6 +22,7 @@ class LinuxDisplayLinks final : public DisplayLinks {
  private:
   Displays& displays_;
   NotificationCenter& center_;
+  MainLoop& loop_;
 };
 
 }  // namespace QelUtilVideo

@@ -1,10 +1,10 @@
 #include "platform/linux/egl/EglDisplay.h"
 
 #include "platform/linux/core/NoPipeSignal.h"
+#include "platform/linux/core/PrivateConnection.h"
 #include "platform/linux/egl/DriverFacts.h"
 #include "platform/linux/egl/EglBinding.h"
 #include "platform/linux/egl/FreshThread.h"
-#include "platform/linux/egl/PrivateConnection.h"
 
 #include <dlfcn.h>
 #include <epoxy/gl.h>

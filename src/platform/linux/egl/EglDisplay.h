@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/NativeWindow.h"
-#include "platform/linux/egl/PixelSize.h"
+#include "platform/linux/core/PixelSize.h"
 
 #include <epoxy/egl.h>
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <limits>
+#include <mutex>
 #include <vector>
 
 namespace QelUtilVideo {
@@ -72,6 +73,13 @@ int rankOf(VkPhysicalDeviceType type) {
   }
 }
 
+/// The loader's functions, which find the driver by the object they are called with: they serve every
+/// instance.
+void loadFunctions(VkInstance instance) {
+  static std::once_flag once;
+  std::call_once(once, [=] { volkLoadInstance(instance); });
+}
+
 /// UINT32_MAX when the device has none that draws.
 std::uint32_t drawingFamily(VkPhysicalDevice device) {
   std::uint32_t count = 0;
@@ -112,12 +120,16 @@ bool Gpu::makeInstance() {
   std::vector<const char*> extensions;
   const bool canReport = hasInstanceExtension(VK_EXT_DEBUG_UTILS_EXTENSION_NAME);
   if (canReport) extensions.push_back(VK_EXT_DEBUG_UTILS_EXTENSION_NAME);
+  canShow_ = hasInstanceExtension(VK_KHR_SURFACE_EXTENSION_NAME) &&
+             hasInstanceExtension(VK_KHR_XCB_SURFACE_EXTENSION_NAME);
+  if (canShow_) extensions.push_back(VK_KHR_SURFACE_EXTENSION_NAME);
+  if (canShow_) extensions.push_back(VK_KHR_XCB_SURFACE_EXTENSION_NAME);
   auto info = vulkanStruct<VkInstanceCreateInfo>(VK_STRUCTURE_TYPE_INSTANCE_CREATE_INFO);
   info.pApplicationInfo = &application;
   info.enabledExtensionCount = static_cast<std::uint32_t>(extensions.size());
   info.ppEnabledExtensionNames = extensions.data();
   if (vkCreateInstance(&info, nullptr, &instance_) != VK_SUCCESS) return false;
-  volkLoadInstance(instance_);
+  loadFunctions(instance_);
   if (!canReport) return true;
   auto messages = vulkanStruct<VkDebugUtilsMessengerCreateInfoEXT>(
       VK_STRUCTURE_TYPE_DEBUG_UTILS_MESSENGER_CREATE_INFO_EXT);
@@ -145,7 +157,7 @@ bool Gpu::chooseDevice() {
     best = rankOf(properties.deviceType);
     physicalDevice_ = device;
     queueFamily_ = family;
-    name_ = properties.deviceName;
+    properties_ = properties;
   }
   if (!physicalDevice_) return false;
   vkGetPhysicalDeviceMemoryProperties(physicalDevice_, &memory_);
@@ -162,12 +174,14 @@ bool Gpu::makeDevice() {
   info.queueCreateInfoCount = 1;
   info.pQueueCreateInfos = &queue;
   std::vector<const char*> extensions;
+  canShow_ = canShow_ && hasDeviceExtension(physicalDevice_, VK_KHR_SWAPCHAIN_EXTENSION_NAME);
+  if (canShow_) extensions.push_back(VK_KHR_SWAPCHAIN_EXTENSION_NAME);
   hostPointerAlignment_ = findHostPointerAlignment(physicalDevice_);
   if (hostPointerAlignment_ > 0) extensions.push_back(VK_EXT_EXTERNAL_MEMORY_HOST_EXTENSION_NAME);
   info.enabledExtensionCount = static_cast<std::uint32_t>(extensions.size());
   info.ppEnabledExtensionNames = extensions.data();
   if (vkCreateDevice(physicalDevice_, &info, nullptr, &device_) != VK_SUCCESS) return false;
-  volkLoadDevice(device_);
+  const MutexLock lock(queueMutex_);
   vkGetDeviceQueue(device_, queueFamily_, 0, &queue_);
   return true;
 }
@@ -244,6 +258,21 @@ std::uint32_t Gpu::memoryType(std::uint32_t types, VkMemoryPropertyFlags propert
     if (fits && (memory_.memoryTypes[i].propertyFlags & properties) == properties) return i;
   }
   return std::numeric_limits<std::uint32_t>::max();
+}
+
+VkResult Gpu::submit(const VkSubmitInfo& work, VkFence done) {
+  const MutexLock lock(queueMutex_);
+  return vkQueueSubmit(queue_, 1, &work, done);
+}
+
+VkResult Gpu::present(const VkPresentInfoKHR& pictures) {
+  const MutexLock lock(queueMutex_);
+  return vkQueuePresentKHR(queue_, &pictures);
+}
+
+void Gpu::finish() {
+  const MutexLock lock(queueMutex_);
+  vkQueueWaitIdle(queue_);
 }
 
 bool Gpu::check(VkResult result, const char* what) {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "platform/CallSafely.h"
+#include "platform/ThreadSafety.h"
 
 #include <volk.h>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -62,7 +64,7 @@ struct GpuCounters {
 };
 
 /// An opened graphics processor and what all that is drawn with it shares. Held by everything that was made
-/// of it. One thread at a time.
+/// of it, which may be let go of on any thread.
 class Gpu {
  public:
   /// The best one: a discrete processor before an integrated one before a software one; null when there is no
@@ -73,9 +75,12 @@ class Gpu {
   ~Gpu();
 
   [[nodiscard]] VkDevice device() const { return device_; }
-  [[nodiscard]] VkQueue queue() const { return queue_; }
   [[nodiscard]] std::uint32_t queueFamily() const { return queueFamily_; }
-  [[nodiscard]] const std::string& name() const { return name_; }
+  [[nodiscard]] const VkPhysicalDeviceProperties& properties() const { return properties_; }
+  [[nodiscard]] VkInstance instance() const { return instance_; }
+  [[nodiscard]] VkPhysicalDevice physicalDevice() const { return physicalDevice_; }
+  /// Whether pictures can be shown in windows at all.
+  [[nodiscard]] bool canShow() const { return canShow_; }
   /// A type of memory that fits `types` and has the properties; none: UINT32_MAX.
   [[nodiscard]] std::uint32_t memoryType(std::uint32_t types, VkMemoryPropertyFlags properties) const;
 
@@ -83,6 +88,12 @@ class Gpu {
   /// be.
   [[nodiscard]] VkDeviceSize hostPointerAlignment() const { return hostPointerAlignment_; }
   [[nodiscard]] GpuCounters& counters() { return counters_; }
+
+  // The queue of the processor. Any thread.
+  VkResult submit(const VkSubmitInfo& work, VkFence done);
+  VkResult present(const VkPresentInfoKHR& pictures);
+  /// Waits until all that was submitted is done.
+  void finish();
 
   // Shared by all pipelines that draw.
   /// Set 0: binding 0 the vertex stage's uniform buffer, bindings 1 and 2 the fragment stage's textures.
@@ -94,7 +105,11 @@ class Gpu {
 
   /// Whether the processor was lost; nothing works any more then.
   [[nodiscard]] bool isLost() const { return isLost_; }
-  /// Notes a loss, and reports every other failure. Answers whether the call succeeded.
+  /// It carried something out, so that opening it anew after a loss may help.
+  void noteProgress() { hasWorked_ = true; }
+  void forgetProgress() { hasWorked_ = false; }
+  [[nodiscard]] bool hasWorked() const { return hasWorked_; }
+  /// Notes a loss, and reports every failure. Answers whether the call succeeded.
   bool check(VkResult result, const char* what);
 
  private:
@@ -109,11 +124,14 @@ class Gpu {
   VkDebugUtilsMessengerEXT messenger_ = VK_NULL_HANDLE;
   VkPhysicalDevice physicalDevice_ = VK_NULL_HANDLE;
   VkPhysicalDeviceMemoryProperties memory_{};
-  std::string name_;
+  VkPhysicalDeviceProperties properties_{};
   VkDevice device_ = VK_NULL_HANDLE;
-  VkQueue queue_ = VK_NULL_HANDLE;
+  Mutex queueMutex_;
+  VkQueue queue_ GUARDED_BY(queueMutex_) = VK_NULL_HANDLE;
   std::uint32_t queueFamily_ = 0;
-  bool isLost_ = false;
+  std::atomic<bool> isLost_ = false;
+  std::atomic<bool> hasWorked_ = false;
+  bool canShow_ = false;
   VkDeviceSize hostPointerAlignment_ = 0;
   GpuCounters counters_;
   VulkanHandle<VkDescriptorSetLayout> setLayout_;

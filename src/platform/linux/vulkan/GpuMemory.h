@@ -48,6 +48,7 @@ class GpuTexture final : public MTLTexture {
   [[nodiscard]] std::size_t width() const override { return width_; }
   [[nodiscard]] std::size_t height() const override { return height_; }
   [[nodiscard]] MTLPixelFormat pixelFormat() const override { return format_; }
+  [[nodiscard]] const std::shared_ptr<Gpu>& gpu() const { return gpu_; }
   [[nodiscard]] VkImage image() const { return image_.get(); }
   [[nodiscard]] VkImageView view() const { return view_.get(); }
   /// Null for a picture that is not drawn on.

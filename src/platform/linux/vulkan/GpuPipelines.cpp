@@ -77,9 +77,23 @@ Result<std::shared_ptr<MTLRenderPipelineState>> GpuPipeline::make(
   if (descriptor.colorAttachmentPixelFormat != MTLPixelFormat::bgra8Unorm) {
     return failure(4, "pictures are drawn in BGRA only");
   }
-  std::shared_ptr<GpuPipeline> made(new GpuPipeline(gpu));
-  const auto vertexModule = makeModule(*gpu, *descriptor.vertexFunction);
-  const auto fragmentModule = makeModule(*gpu, *descriptor.fragmentFunction);
+  std::shared_ptr<GpuPipeline> made(new GpuPipeline(std::move(gpu), descriptor));
+  if (auto error = made->build(); error && !made->gpu_->isLost()) return *std::move(error);
+  return std::shared_ptr<MTLRenderPipelineState>(std::move(made));
+}
+
+VkPipeline GpuPipeline::on(const std::shared_ptr<Gpu>& gpu) {
+  if (gpu != gpu_) {
+    pipeline_ = {};
+    gpu_ = gpu;
+    (void)build();
+  }
+  return pipeline_.get();
+}
+
+std::optional<NSError> GpuPipeline::build() {
+  const auto vertexModule = makeModule(*gpu_, *descriptor_.vertexFunction);
+  const auto fragmentModule = makeModule(*gpu_, *descriptor_.fragmentFunction);
   if (!vertexModule || !fragmentModule) return failure(5, "the driver does not take the shaders");
 
   std::array<VkPipelineShaderStageCreateInfo, 2> stages{};
@@ -137,15 +151,15 @@ Result<std::shared_ptr<MTLRenderPipelineState>> GpuPipeline::make(
   info.pMultisampleState = &samples;
   info.pColorBlendState = &blend;
   info.pDynamicState = &dynamic;
-  info.layout = gpu->pipelineLayout();
-  info.renderPass = gpu->renderPass();
+  info.layout = gpu_->pipelineLayout();
+  info.renderPass = gpu_->renderPass();
   VkPipeline pipeline = VK_NULL_HANDLE;
-  if (!gpu->check(vkCreateGraphicsPipelines(gpu->device(), VK_NULL_HANDLE, 1, &info, nullptr, &pipeline),
-                  "vkCreateGraphicsPipelines")) {
+  if (!gpu_->check(vkCreateGraphicsPipelines(gpu_->device(), VK_NULL_HANDLE, 1, &info, nullptr, &pipeline),
+                   "vkCreateGraphicsPipelines")) {
     return failure(6, "the driver does not take the pipeline");
   }
-  made->pipeline_ = {gpu->device(), pipeline, vkDestroyPipeline};
-  return std::shared_ptr<MTLRenderPipelineState>(std::move(made));
+  pipeline_ = {gpu_->device(), pipeline, vkDestroyPipeline};
+  return std::nullopt;
 }
 
 }  // namespace QelUtilVideo

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,16 +28,21 @@ class ShaderLibrary final : public MTLLibrary, public std::enable_shared_from_th
 
 class GpuPipeline final : public MTLRenderPipelineState {
  public:
-  /// Vertices are five floats: a place and a texture coordinate.
+  /// Vertices are five floats: a place and a texture coordinate. A processor that is lost is no failure.
   [[nodiscard]] static Result<std::shared_ptr<MTLRenderPipelineState>> make(
       std::shared_ptr<Gpu> gpu, const MTLRenderPipelineDescriptor& descriptor);
 
-  [[nodiscard]] VkPipeline pipeline() const { return pipeline_.get(); }
+  /// Built anew where the processor is another one; null when that fails. Main thread.
+  [[nodiscard]] VkPipeline on(const std::shared_ptr<Gpu>& gpu);
 
  private:
-  explicit GpuPipeline(std::shared_ptr<Gpu> gpu) : gpu_(std::move(gpu)) {}
+  GpuPipeline(std::shared_ptr<Gpu> gpu, MTLRenderPipelineDescriptor descriptor)
+      : descriptor_(std::move(descriptor)), gpu_(std::move(gpu)) {}
+  /// What fails, or nothing.
+  [[nodiscard]] std::optional<NSError> build();
 
-  const std::shared_ptr<Gpu> gpu_;
+  const MTLRenderPipelineDescriptor descriptor_;
+  std::shared_ptr<Gpu> gpu_;
   VulkanHandle<VkPipeline> pipeline_;
 };
 

@@ -22,7 +22,7 @@ class Wrapper final : public CVMetalTexture {
 
 GpuTextureCache::~GpuTextureCache() {
   given_ = {};
-  planes_->dropSpares();
+  if (planes_) planes_->dropSpares();
 }
 
 CVReturn GpuTextureCache::CVMetalTextureCacheCreateTextureFromImage(
@@ -34,6 +34,10 @@ CVReturn GpuTextureCache::CVMetalTextureCacheCreateTextureFromImage(
   }
   const PixelPlane& rows = image->planes()[plane];
   if (rows.width != width || rows.height != height) return kCVReturnInvalidSize;
+  if (planes_ != gpu_->planes()) {
+    given_ = {};
+    planes_ = gpu_->planes();
+  }
   given_[plane] = planes_->texture(image, plane);
   if (!given_[plane]) return kCVReturnAllocationFailed;
   texture = std::make_unique<Wrapper>(image, given_[plane]);

@@ -1,28 +1,25 @@
 #pragma once
 
 #include "platform/Metal.h"
-#include "platform/linux/vulkan/GpuCommands.h"
+#include "platform/linux/vulkan/DrawnPictures.h"
 
 #include <memory>
 
 namespace QelUtilVideo {
 
-/// Drawables that no display shows; the last one presented can be read.
+/// Drawables that no display shows.
 class OffscreenDrawables final : public MetalSurface {
  public:
   explicit OffscreenDrawables(std::shared_ptr<Gpu> gpu);
-  ~OffscreenDrawables() override;
 
   std::shared_ptr<CAMetalDrawable> nextDrawable(std::size_t width, std::size_t height) override;
-  void presentAgain() override {}
-  CGImageRef contents() override;
+  [[nodiscard]] bool isUsable() const override { return !pictures_->gpu()->isLost(); }
+  [[nodiscard]] CGImageRef contents() override { return pictures_->contents(); }
 
  private:
   class Drawable;
-  struct Shown;
 
-  const std::shared_ptr<Gpu> gpu_;
-  const std::shared_ptr<Shown> shown_;
+  const std::shared_ptr<DrawnPictures> pictures_;
 };
 
 }  // namespace QelUtilVideo

@@ -1,13 +1,16 @@
 #include "platform/linux/vulkan/VulkanMetal.h"
 
-#include "platform/linux/vulkan/Gpu.h"
-#include "platform/linux/vulkan/GpuCommands.h"
-#include "platform/linux/vulkan/GpuMemory.h"
+#include "platform/linux/core/PrivateConnection.h"
+#include "platform/linux/vulkan/ByteBuffer.h"
 #include "platform/linux/vulkan/GpuPipelines.h"
+#include "platform/linux/vulkan/GpuQueue.h"
 #include "platform/linux/vulkan/GpuTextureCache.h"
 #include "platform/linux/vulkan/OffscreenDrawables.h"
+#include "platform/linux/vulkan/SharedGpu.h"
+#include "platform/linux/vulkan/WindowDrawables.h"
+#include "platform/linux/vulkan/XcbSurface.h"
 
-#include <cstring>
+#include <memory>
 #include <utility>
 
 namespace QelUtilVideo {
@@ -16,37 +19,51 @@ namespace {
 
 class Device final : public MTLDevice {
  public:
-  Device(std::shared_ptr<Gpu> gpu, std::function<std::optional<std::string>()> libraryPath)
-      : gpu_(std::move(gpu)),
-        planes_(std::make_shared<GpuPlanes>(gpu_)),
+  Device(std::shared_ptr<Gpu> gpu, std::function<std::optional<std::string>()> libraryPath,
+         TroubleHandler trouble)
+      : gpu_(std::make_shared<SharedGpu>(std::move(gpu), std::move(trouble))),
         libraryPath_(std::move(libraryPath)) {}
 
   std::shared_ptr<MTLCommandQueue> newCommandQueue() override { return std::make_shared<GpuQueue>(gpu_); }
   std::shared_ptr<MTLBuffer> newBufferWithBytes(std::span<const std::byte> bytes) override {
-    auto buffer = GpuBuffer::make(gpu_, bytes.size(),
-                                  VK_BUFFER_USAGE_VERTEX_BUFFER_BIT | VK_BUFFER_USAGE_UNIFORM_BUFFER_BIT);
-    if (buffer) std::memcpy(buffer->bytes(), bytes.data(), bytes.size());
-    return buffer;
+    return std::make_shared<ByteBuffer>(bytes);
   }
   Result<std::shared_ptr<MTLLibrary>> newDefaultLibraryWithBundle() override {
     return ShaderLibrary::read(libraryPath_().value_or("beside the library"));
   }
   Result<std::shared_ptr<MTLRenderPipelineState>> newRenderPipelineState(
       const MTLRenderPipelineDescriptor& descriptor) override {
-    return GpuPipeline::make(gpu_, descriptor);
+    return GpuPipeline::make(gpu_->opened(), descriptor);
   }
   std::shared_ptr<CVMetalTextureCache> CVMetalTextureCacheCreate() override {
-    return std::make_shared<GpuTextureCache>(planes_);
+    return std::make_shared<GpuTextureCache>(gpu_);
   }
   std::unique_ptr<MetalSurface> makeSurface(const std::optional<NativeWindow>& window) override {
-    if (window) return nullptr;
-    return std::make_unique<OffscreenDrawables>(gpu_);
+    gpu_->renew();
+    const auto& gpu = gpu_->opened();
+    if (gpu->isLost()) return nullptr;
+    if (!window) return std::make_unique<OffscreenDrawables>(gpu);
+    const auto connection = connectionTo(window->display);
+    auto surface = connection ? XcbSurface::make(gpu, connection, window->window) : nullptr;
+    if (!surface) return nullptr;
+    return std::make_unique<WindowDrawables>(std::move(surface));
   }
 
  private:
-  const std::shared_ptr<Gpu> gpu_;
-  const std::shared_ptr<GpuPlanes> planes_;
+  /// One for all windows of a server; null when there is none.
+  std::shared_ptr<const PrivateConnection> connectionTo(const std::string& display) {
+    auto connection = connection_.lock();
+    if (connection && connection->isAlive() && display == display_) return connection;
+    connection = PrivateConnection::open(display);
+    connection_ = connection;
+    display_ = display;
+    return connection;
+  }
+
+  const std::shared_ptr<SharedGpu> gpu_;
   const std::function<std::optional<std::string>()> libraryPath_;
+  std::weak_ptr<const PrivateConnection> connection_;
+  std::string display_;
 };
 
 }  // namespace
@@ -56,7 +73,8 @@ VulkanMetal::VulkanMetal(std::function<std::optional<std::string>()> libraryPath
 
 std::shared_ptr<MTLDevice> VulkanMetal::MTLCreateSystemDefaultDevice() {
   std::call_once(once_, [this] {
-    if (auto gpu = Gpu::open(trouble_)) device_ = std::make_shared<Device>(std::move(gpu), libraryPath_);
+    if (auto gpu = Gpu::open(trouble_))
+      device_ = std::make_shared<Device>(std::move(gpu), libraryPath_, trouble_);
   });
   return device_;
 }

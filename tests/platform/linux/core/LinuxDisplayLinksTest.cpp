@@ -18,7 +18,7 @@ double rateOf(const CVDisplayLink& link) {
 
 TEST(LinuxDisplayLinks, tickOnAThreadOfTheirOwnWhileTheyAreStarted) {
   const ScopedMachine machine;
-  LinuxDisplayLinks links(machine->displays(), machine->notificationCenter());
+  LinuxDisplayLinks links(machine->displays(), machine->notificationCenter(), machine->dispatch().mainLoop());
   std::unique_ptr<CVDisplayLink> link;
   ASSERT_EQ(links.CVDisplayLinkCreateWithActiveCGDisplays(link), kCVReturnSuccess);
   EXPECT_EQ(rateOf(*link), 60) << "without displays";
@@ -43,7 +43,7 @@ TEST(LinuxDisplayLinks, tickOnAThreadOfTheirOwnWhileTheyAreStarted) {
 
 TEST(LinuxDisplayLinks, followTheFastestDisplay) {
   const ScopedMachine machine;
-  LinuxDisplayLinks links(machine->displays(), machine->notificationCenter());
+  LinuxDisplayLinks links(machine->displays(), machine->notificationCenter(), machine->dispatch().mainLoop());
   machine->displays().set({{.id = 1, .refreshRate = 59.94}, {.id = 2, .refreshRate = 144}});
   std::unique_ptr<CVDisplayLink> link;
   ASSERT_EQ(links.CVDisplayLinkCreateWithActiveCGDisplays(link), kCVReturnSuccess);

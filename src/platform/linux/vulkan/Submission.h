@@ -1,26 +1,30 @@
 #pragma once
 
-#include "platform/Metal.h"
 #include "platform/linux/vulkan/Gpu.h"
 #include "platform/linux/vulkan/GpuMemory.h"
-#include "platform/linux/vulkan/GpuPipelines.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
+#include <optional>
+#include <span>
+#include <utility>
 #include <vector>
 
 namespace QelUtilVideo {
 
 /// What goes to the graphics processor at once, and what it needs until it is done with that. Used again
-/// afterwards.
-class Submission {
+/// afterwards. One thread at a time; the last reference may be dropped on any.
+class Submission : public std::enable_shared_from_this<Submission> {
  public:
+  /// Null when the driver refuses.
   static std::shared_ptr<Submission> make(std::shared_ptr<Gpu> gpu);
   Submission(const Submission&) = delete;
   Submission& operator=(const Submission&) = delete;
   ~Submission();
 
+  [[nodiscard]] const std::shared_ptr<Gpu>& gpu() const { return gpu_; }
   /// The processor is done with it, or never had it.
   [[nodiscard]] bool isFree();
   /// Begins to take commands; false when the driver refuses.
@@ -28,12 +32,30 @@ class Submission {
   [[nodiscard]] VkCommandBuffer commands() const { return commands_; }
   /// A set of descriptors for one drawing; null when there are no more.
   [[nodiscard]] VkDescriptorSet makeSet();
+  /// Bytes where the processor reads them.
+  struct Place {
+    VkBuffer buffer = VK_NULL_HANDLE;
+    VkDeviceSize offset = 0;
+    VkDeviceSize size = 0;
+  };
+  /// Copies them to where they stay until the processor is done; absent when there is no memory.
+  [[nodiscard]] std::optional<Place> place(std::span<const std::byte> bytes);
   void keep(std::shared_ptr<void> object) { kept_.push_back(std::move(object)); }
   /// Notes that its commands copy what the texture shows into it, which is done with once they were sent.
   /// False when they do already.
   [[nodiscard]] bool copiesInto(const std::shared_ptr<GpuTexture>& texture);
-  /// Sends it off. False when it was not taken.
+  /// The processor copies nothing before the first was signalled, and signals the second at the end.
+  void order(VkSemaphore before, VkSemaphore after) {
+    before_ = before;
+    after_ = after;
+  }
+  /// Called once, by `send` when it was sent.
+  void whenSent(std::function<void()> function) { whenSent_ = std::move(function); }
+  /// Sends it off. False when it was not taken, and free again.
   bool send();
+  /// Forgets what was recorded. Not between `send` and the end of the work.
+  void abandon();
+  /// Until the processor is done with what was sent.
   void wait();
 
  private:
@@ -45,32 +67,14 @@ class Submission {
   VulkanHandle<VkDescriptorPool> descriptors_;
   VulkanHandle<VkFence> done_;
   VkCommandBuffer commands_ = VK_NULL_HANDLE;
-  bool isSent_ = false;
+  enum class State : std::uint8_t { free, recorded, sent } state_ = State::free;
+  VkSemaphore before_ = VK_NULL_HANDLE;
+  VkSemaphore after_ = VK_NULL_HANDLE;
+  std::function<void()> whenSent_;
   std::vector<std::shared_ptr<GpuTexture>> copied_;
   std::vector<std::shared_ptr<void>> kept_;
-};
-
-/// A drawable of this layer, as the command buffer sees it.
-class GpuDrawable : public CAMetalDrawable {
- public:
-  [[nodiscard]] bool isPresented() const override { return isPresented_; }
-  /// Adds what showing it takes to the commands.
-  virtual void present(Submission& submission) = 0;
-  void setPresented() { isPresented_ = true; }
-
- private:
-  bool isPresented_ = false;
-};
-
-class GpuQueue final : public MTLCommandQueue {
- public:
-  explicit GpuQueue(std::shared_ptr<Gpu> gpu) : gpu_(std::move(gpu)) {}
-  /// Null when the processor is lost, or has as much to do as it is to have.
-  std::shared_ptr<MTLCommandBuffer> commandBuffer() override;
-
- private:
-  const std::shared_ptr<Gpu> gpu_;
-  std::vector<std::shared_ptr<Submission>> submissions_;
+  std::shared_ptr<GpuBuffer> places_;  ///< made when first needed
+  std::size_t placed_ = 0;             ///< bytes of it that are taken
 };
 
 }  // namespace QelUtilVideo

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/egl/PixelSize.h"
+#include "platform/linux/core/PixelSize.h"
 
 #include <cstdint>
 #include <memory>
@@ -11,9 +11,9 @@ struct xcb_connection_t;
 
 namespace QelUtilVideo {
 
-/// A connection to an X server that one display of EGL's has for itself: threads that wait for replies on
-/// one connection may wait for ever when the server dies, and a slow one holds up the others. One thread
-/// at a time; no call raises SIGPIPE.
+/// A connection to an X server that one driver has for itself: threads that wait for replies on one
+/// connection may wait for ever when the server dies, and a slow one holds up the others. One thread at a
+/// time; no call raises SIGPIPE.
 class PrivateConnection {
  public:
   /// `name` as `DISPLAY` has it; empty: what that says. Null when there is no such server.

@@ -1,38 +1,24 @@
-#include "platform/OpenGL.h"
-#include "platform/Root.h"
-#include "render/ExifCorners.h"
-#include "support/WarmUp.h"
+#pragma once
 
-#include <QelKit/QelVideoImageBuffer.h>
-#include <QelUtilVideo/RenderView.h>
-#include <QelUtilVideo/platform/MainLoop.h>
-#include <QelUtilVideo/platform/NSColor.h>
-#include <QelUtilVideo/platform/NSWindow.h>
+#include "render/ExifCorners.h"
+
+#include <QelUtilVideo/platform/CGImage.h>
+#include <QelUtilVideo/platform/CVPixelBuffer.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cmath>
-#include <cstdlib>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <numbers>
+#include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace QelUtilVideo {
-namespace {
-
-using namespace std::chrono_literals;
-
-// The driver, the dispatcher and the system log keep what they have opened until the process ends.
-const qeltest::WarmUp warmUp([] {
-  setenv("QelUtilVideoRenderViewMetalDisabled", "1", 1);
-  static_cast<void>(RenderView::make(CGRectMake(0, 0, 8, 8)));
-  MainLoop::main().dispatchPending();
-  static_cast<void>(Root::current().platform().openGL().makeContext({}, nullptr));
-});
 
 struct PixelCount {
   std::size_t width;
@@ -41,19 +27,6 @@ struct PixelCount {
 
 /// Red, green, blue as code values.
 using Color = std::array<double, 3>;
-constexpr Color background{51, 102, 153};
-
-/// The library renders on threads of its own; the main queue gets its time from here.
-template <class Condition>
-bool eventually(const Condition& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + 5s;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    MainLoop::main().dispatchPending();
-    std::this_thread::sleep_for(2ms);
-  }
-  return true;
-}
 
 struct YCbCr {
   std::uint8_t y, cb, cr;
@@ -141,33 +114,45 @@ class TestCard {
   CVPixelBufferRef pixels_;
 };
 
+/// How the card is to be seen.
+struct Showing {
+  CGImagePropertyOrientation orientation = CGImagePropertyOrientation::up;
+  bool fit = true;
+  double turned = 0;  ///< degrees clockwise beyond the orientation
+};
+
 /// What is wrong with a picture of the card; empty: nothing. Pixels near an edge are not judged.
-std::string faultIn(const CGImageRef& image, PixelCount surface, const TestCard& card,
-                    CGImagePropertyOrientation orientation, bool fit) {
+inline std::string faultIn(const CGImageRef& image, PixelCount surface, const TestCard& card,
+                           const Showing& showing, const Color& background) {
   if (!image) return "no picture";
   if (image->width() != surface.width || image->height() != surface.height)
     return "a picture of another size";
-  const bool sideways = swapsSides(orientation);
+  const bool sideways = swapsSides(showing.orientation);
   const auto shownWidth = static_cast<double>(sideways ? card.size().height : card.size().width);
   const auto shownHeight = static_cast<double>(sideways ? card.size().width : card.size().height);
   const double scaleX = static_cast<double>(surface.width) / shownWidth;
   const double scaleY = static_cast<double>(surface.height) / shownHeight;
-  const double scale = fit ? std::min(scaleX, scaleY) : std::max(scaleX, scaleY);
-  const double left = (static_cast<double>(surface.width) - shownWidth * scale) / 2;
-  const double top = (static_cast<double>(surface.height) - shownHeight * scale) / 2;
+  const double scale = showing.fit ? std::min(scaleX, scaleY) : std::max(scaleX, scaleY);
+  const double middleX = static_cast<double>(surface.width) / 2;
+  const double middleY = static_cast<double>(surface.height) / 2;
+  const double angle = showing.turned / 180 * std::numbers::pi;
+  const double cosine = std::cos(angle), sine = std::sin(angle);
 
   const auto bytes = image->dataProvider()->bytes();
   std::size_t judged = 0;
   for (std::size_t row = 0; row < surface.height; ++row) {
     for (std::size_t column = 0; column < surface.width; ++column) {
-      const double x = (static_cast<double>(column) + 0.5 - left) / (shownWidth * scale);
-      const double y = (static_cast<double>(row) + 0.5 - top) / (shownHeight * scale);
+      // Where the place lies before the turn about the middle.
+      const double across = static_cast<double>(column) + 0.5 - middleX;
+      const double down = static_cast<double>(row) + 0.5 - middleY;
+      const double x = (across * cosine + down * sine) / (shownWidth * scale) + 0.5;
+      const double y = (down * cosine - across * sine) / (shownHeight * scale) + 0.5;
       const double outside =
           std::max({-x * shownWidth, (x - 1) * shownWidth, -y * shownHeight, (y - 1) * shownHeight});
       if (std::abs(outside) * scale < 1) continue;
       std::optional<Color> expected = background;
       if (outside < 0) {
-        const PicturePoint stored = storedPoint(orientation, {x, y});
+        const PicturePoint stored = storedPoint(showing.orientation, {x, y});
         expected = card.colorAt(stored.x * static_cast<double>(card.size().width),
                                 stored.y * static_cast<double>(card.size().height));
       }
@@ -187,92 +172,4 @@ std::string faultIn(const CGImageRef& image, PixelCount surface, const TestCard&
   return judged > surface.width * surface.height / 8 ? "" : "too few pixels to judge";
 }
 
-/// A view in an off-screen window on the machine's own OpenGL.
-struct PresentationTest : testing::Test {
-  std::shared_ptr<NSWindow> window;
-  std::shared_ptr<RenderView> view;
-  std::shared_ptr<QelKit::QelVideoImageBuffer> buffer = std::make_shared<QelKit::QelVideoImageBuffer>();
-  double now = 0;
-
-  void SetUp() override {
-    if (!Root::current().platform().openGL().makeContext({}, nullptr)) {
-      GTEST_SKIP() << "This machine has no OpenGL driver, not even a software one.";
-    }
-  }
-
-  void open(CGSize size, double backingScale = 1) {
-    window = NSWindow::makeOffscreen(size, backingScale);
-    view = RenderView::make(window->contentView()->bounds());
-    view->setAutoresizingMask(NSViewWidthSizable | NSViewHeightSizable);
-    view->setBackgroundColor(
-        NSColor::deviceRGB(background[0] / 255, background[1] / 255, background[2] / 255));
-    view->setImageBuffer(buffer);
-    window->contentView()->addSubview(view);
-  }
-
-  /// Waits until the window shows the card as it should; else says what is wrong.
-  void expectShown(PixelCount surface, const TestCard& card, CGImagePropertyOrientation orientation,
-                   bool fit) {
-    std::string fault;
-    EXPECT_TRUE(eventually([&] {
-      fault = faultIn(window->image(), surface, card, orientation, fit);
-      return fault.empty();
-    })) << "orientation "
-        << static_cast<int>(orientation) << (fit ? ", fit: " : ", cover: ") << fault;
-  }
-
-  void expectEveryOrientation(PixelCount surface, const TestCard& card) {
-    for (const CGImagePropertyOrientation orientation : allOrientations) {
-      for (const bool fit : {true, false}) {
-        view->setFitInBounds(fit);
-        buffer->setImage(card.pixels(), now += 1, orientation);
-        expectShown(surface, card, orientation, fit);
-        if (HasFailure()) return;
-      }
-    }
-  }
-};
-
-TEST_F(PresentationTest, everyPatchIsWhereItBelongsInItsColour) {
-  open({96, 64});
-  expectEveryOrientation({96, 64}, TestCard({72, 48}));
-  // Odd sizes are no exception, neither in the picture nor in the view.
-  window->setContentSize({63, 97});
-  expectEveryOrientation({63, 97}, TestCard({57, 45}));
-  window->setContentSize({101, 47});
-  expectEveryOrientation({101, 47}, TestCard({45, 51}));
-  // A view of two pixels per point is drawn in pixels.
-  open({48, 40}, 2);
-  expectEveryOrientation({96, 80}, TestCard({48, 48}));
-}
-
-TEST_F(PresentationTest, theContentSizeIsReportedAndAnAnimatedTurnComesToRest) {
-  open({96, 64});
-  view->setRotateAnimationEnabled(true);
-  view->setFitInBounds(true);
-  const TestCard card({72, 48});
-  buffer->setImage(card.pixels(), now += 1);
-  expectShown({96, 64}, card, CGImagePropertyOrientation::up, true);
-  buffer->setImage(card.pixels(), now += 1, CGImagePropertyOrientation::right);
-  expectShown({96, 64}, card, CGImagePropertyOrientation::right, true);
-  EXPECT_TRUE(eventually([&] { return view->contentSize() == CGSize{48, 72}; }));
-}
-
-TEST_F(PresentationTest, viewsAreSetAndDroppedWhileTheyDraw) {
-  const TestCard card({72, 48});
-  for (int round = 0; round < 30; ++round) {
-    open({96, 64});
-    for (int change = 0; change < 10; ++change) {
-      buffer->setImage(card.pixels(), now += 1, allOrientations[static_cast<std::size_t>(change % 8)]);
-      view->setAutomaticallyAdjustsFitMode(change % 2 == 0);
-      view->setFitInBounds(change % 3 == 0);
-      view->setDataSource(change % 5 == 4 ? nullptr : buffer);
-      view->setFrame(CGRectMake(0, 0, 96 - change, 64));
-      std::this_thread::sleep_for(1ms);
-    }
-    MainLoop::main().dispatchPending();
-  }
-}
-
-}  // namespace
 }  // namespace QelUtilVideo

@@ -1,4 +1,4 @@
-#include "platform/linux/egl/PrivateConnection.h"
+#include "platform/linux/core/PrivateConnection.h"
 
 #include "platform/linux/core/NoPipeSignal.h"
 

@@ -1,0 +1,73 @@
+#include "platform/linux/vulkan/GpuQueue.h"
+
+#include "platform/linux/vulkan/GpuDrawable.h"
+#include "platform/linux/vulkan/RenderEncoder.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <utility>
+
+namespace QelUtilVideo {
+
+namespace {
+
+/// Frames that the processor works at, and the one that is recorded meanwhile.
+constexpr std::size_t kMostSubmissions = 3;
+
+class CommandBuffer final : public MTLCommandBuffer {
+ public:
+  explicit CommandBuffer(std::shared_ptr<Submission> submission) : submission_(std::move(submission)) {}
+  CommandBuffer(const CommandBuffer&) = delete;
+  CommandBuffer& operator=(const CommandBuffer&) = delete;
+  ~CommandBuffer() override {
+    if (!isCommitted_) submission_->abandon();
+  }
+
+  [[nodiscard]] const std::string& label() const override { return label_; }
+  void setLabel(const std::string& label) override { label_ = label; }
+  std::unique_ptr<MTLRenderCommandEncoder> renderCommandEncoder(
+      const MTLRenderPassDescriptor& descriptor) override {
+    return std::make_unique<RenderEncoder>(submission_, descriptor);
+  }
+  void presentDrawable(std::shared_ptr<CAMetalDrawable> drawable) override {
+    presented_ = std::dynamic_pointer_cast<GpuDrawable>(drawable);
+  }
+  void commit() override {
+    if (std::exchange(isCommitted_, true)) return;
+    if (presented_) {
+      presented_->present(*submission_);
+      submission_->keep(presented_);
+    }
+    submission_->send();
+  }
+
+ private:
+  const std::shared_ptr<Submission> submission_;
+  std::string label_;
+  std::shared_ptr<GpuDrawable> presented_;
+  bool isCommitted_ = false;
+};
+
+}  // namespace
+
+std::shared_ptr<MTLCommandBuffer> GpuQueue::commandBuffer() {
+  const auto gpu = gpu_->opened();
+  // Whatever lets pictures go may bring a host back here.
+  if (!submissions_.empty() && submissions_.front()->gpu() != gpu) std::exchange(submissions_, {});
+  if (gpu->isLost()) return nullptr;
+  std::shared_ptr<Submission> submission;
+  for (std::size_t i = 0; i < submissions_.size(); ++i) {
+    // One that somebody still holds is being recorded. The others are all asked: one that is done lets
+    // pictures go.
+    if (submissions_[i].use_count() == 1 && submissions_[i]->isFree()) submission = submissions_[i];
+  }
+  if (!submission && submissions_.size() < kMostSubmissions) {
+    submission = Submission::make(gpu);
+    if (submission) submissions_.push_back(submission);
+  }
+  if (!submission || !submission->begin()) return nullptr;
+  return std::make_shared<CommandBuffer>(std::move(submission));
+}
+
+}  // namespace QelUtilVideo

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "platform/Metal.h"
+#include "platform/linux/vulkan/SharedGpu.h"
+#include "platform/linux/vulkan/Submission.h"
+
+#include <memory>
+#include <vector>
+
+namespace QelUtilVideo {
+
+/// Main thread.
+class GpuQueue final : public MTLCommandQueue {
+ public:
+  explicit GpuQueue(std::shared_ptr<SharedGpu> gpu) : gpu_(std::move(gpu)) {}
+  /// Null when the processor is lost, or has as much to do as it is to have.
+  std::shared_ptr<MTLCommandBuffer> commandBuffer() override;
+
+ private:
+  const std::shared_ptr<SharedGpu> gpu_;
+  std::vector<std::shared_ptr<Submission>> submissions_;
+};
+
+}  // namespace QelUtilVideo
