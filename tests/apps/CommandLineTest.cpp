@@ -44,8 +44,12 @@ class CommandLine : public testing::Test {
   /// Runs a line of bash, in which "qelvideo" and $Q are the program under test, in the
   /// test's folder. A program in the background is $Q, so that $! is its own process.
   Outcome run(const std::string& line) {
-    const std::string script = "Q=" QELVIDEO "; qelvideo() { $Q \"$@\"; }; cd " + folder.file("") + "; { " +
-                               line + "; } >.out 2>.err </dev/null";
+    // The doctor unloads drivers again, and nobody can tell then that a leak is theirs.
+    const std::string script =
+        "Q=" QELVIDEO
+        "; qelvideo() { $Q \"$@\"; }; doctor() { ASAN_OPTIONS=detect_leaks=0 $Q doctor "
+        "\"$@\"; }; cd " +
+        folder.file("") + "; { " + line + "; } >.out 2>.err </dev/null";
     ::setenv("DISPLAY", display.c_str(), 1);
     ::setenv("TEST_SCRIPT", script.c_str(), 1);
     const int status = std::system("exec bash -c \"$TEST_SCRIPT\"");
@@ -240,16 +244,15 @@ TEST_F(CommandLine, watchTellsWhatComesAndGoesUntilNobodyIsThere) {
 }
 
 TEST_F(CommandLine, theDoctorSaysWhatThereIsAndWhatIsMissing) {
-  expect(1, "qelvideo doctor",
+  expect(1, "doctor",
          {"Capturing displays and windows\n  missing  X server", "DISPLAY is not set", "-> Set", "OpenGL"},
          {"displays cannot be captured"});
-  expect(0, "qelvideo doctor --catalogue",
+  expect(0, "doctor --catalogue",
          {"protocol QelUtilVideoCapturable : NSObject\n  ", "class QelUtilVideoRenderView",
           "  property contentSize  T{CGSize"});
   startServer();
-  expect(0, "qelvideo doctor",
-         {"ok       X server ", "64x48 at 0,0", "Drawing views", "System log", "Info.json"});
-  const auto json = nlohmann::json::parse(run("qelvideo doctor --json").output);
+  expect(0, "doctor", {"ok       X server ", "64x48 at 0,0", "Drawing views", "System log", "Info.json"});
+  const auto json = nlohmann::json::parse(run("doctor --json").output);
   EXPECT_EQ(json["capturesDisplays"], true);
   EXPECT_EQ(json["drawsViews"], true);
   for (const auto& finding : json["findings"]) {

@@ -9,13 +9,6 @@
 #include <cstring>
 #include <thread>
 
-/// For the leak sanitizer: the layers hold some of their own objects in circles, and libxcb does not take
-/// special events back from a server that is gone.
-extern "C" QEL_EXPORT const char* __lsan_default_suppressions();  // NOLINT(bugprone-reserved-identifier)
-extern "C" const char* __lsan_default_suppressions() {
-  return "leak:libVkLayer_khronos_validation.so\nleak:xcb_register_for_special_xge\n";
-}
-
 namespace QelUtilVideo {
 namespace {
 

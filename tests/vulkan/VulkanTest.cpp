@@ -8,6 +8,7 @@
 
 #include <QelUtilVideo/platform/CGImage.h>
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -20,11 +21,12 @@
 namespace QelUtilVideo {
 namespace {
 
-/// Drivers and layers keep memory that nobody can tell the owner of once they are unloaded: one stays loaded.
+/// Drivers and layers keep memory that nobody can tell the owner of once they are unloaded: they stay loaded.
 const qeltest::WarmUp kWarmUp([] {
   // Never destroyed: drivers are gone before statics are.
   static VulkanMetal* const kept = std::make_unique<VulkanMetal>(shaderLibrary, nullptr).release();
   (void)kept->MTLCreateSystemDefaultDevice();
+  (void)::dlopen("libVkLayer_khronos_validation.so", RTLD_NOW | RTLD_NODELETE);
 });
 
 CVPixelBufferRef plainPicture(std::size_t width, std::size_t height, int y, int cb, int cr) {

@@ -7,8 +7,8 @@
 
 namespace QelUtilVideo {
 
-/// Has what a texture is to show copied into it before what is recorded from here on, outside of passes, reads
-/// it; nothing to do once that was sent off.
+/// Has what a texture is to show copied into it before what is recorded from here on, outside of passes,
+/// reads it; nothing to do once that was sent off.
 void upload(const std::shared_ptr<GpuTexture>& texture, Submission& submission);
 
 }  // namespace QelUtilVideo
