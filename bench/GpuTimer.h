@@ -9,8 +9,8 @@ namespace QelUtilVideo {
 /// one command buffer at a time; there is one timer at most.
 class GpuTimer {
  public:
-  /// Stands there from here on, once the driver's functions are loaded. `period` is that of its time stamps in
-  /// nanoseconds.
+  /// Stands there from here on, once the driver's functions are loaded. `period` is that of its time stamps
+  /// in nanoseconds.
   explicit GpuTimer(float period);
   GpuTimer(const GpuTimer&) = delete;
   GpuTimer& operator=(const GpuTimer&) = delete;

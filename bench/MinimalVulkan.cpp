@@ -28,7 +28,8 @@ T typed(VkStructureType type) {
 }
 
 void barrier(VkCommandBuffer commands, VkImage image, VkImageLayout from, VkImageLayout to,
-             VkPipelineStageFlags before, VkAccessFlags written, VkPipelineStageFlags after, VkAccessFlags read) {
+             VkPipelineStageFlags before, VkAccessFlags written, VkPipelineStageFlags after,
+             VkAccessFlags read) {
   auto made = typed<VkImageMemoryBarrier>(VK_STRUCTURE_TYPE_IMAGE_MEMORY_BARRIER);
   made.srcAccessMask = written;
   made.dstAccessMask = read;
@@ -114,7 +115,8 @@ VkDeviceMemory MinimalVulkan::allocate(const VkMemoryRequirements& needs, VkMemo
   return memory;
 }
 
-MinimalVulkan::Image MinimalVulkan::makeImage(std::uint32_t divisor, VkFormat format, VkImageUsageFlags usage) {
+MinimalVulkan::Image MinimalVulkan::makeImage(std::uint32_t divisor, VkFormat format,
+                                              VkImageUsageFlags usage) {
   Image made{width_ / divisor, height_ / divisor};
   auto info = typed<VkImageCreateInfo>(VK_STRUCTURE_TYPE_IMAGE_CREATE_INFO);
   info.imageType = VK_IMAGE_TYPE_2D;
@@ -244,8 +246,8 @@ void MinimalVulkan::makePipeline() {
     stages[i].module = modules[i];
     stages[i].pName = "main";
   }
-  const auto vertices = typed<VkPipelineVertexInputStateCreateInfo>(
-      VK_STRUCTURE_TYPE_PIPELINE_VERTEX_INPUT_STATE_CREATE_INFO);
+  const auto vertices =
+      typed<VkPipelineVertexInputStateCreateInfo>(VK_STRUCTURE_TYPE_PIPELINE_VERTEX_INPUT_STATE_CREATE_INFO);
   auto assembly = typed<VkPipelineInputAssemblyStateCreateInfo>(
       VK_STRUCTURE_TYPE_PIPELINE_INPUT_ASSEMBLY_STATE_CREATE_INFO);
   assembly.topology = VK_PRIMITIVE_TOPOLOGY_TRIANGLE_LIST;
@@ -255,8 +257,8 @@ void MinimalVulkan::makePipeline() {
   view.viewportCount = view.scissorCount = 1;
   view.pViewports = &viewport;
   view.pScissors = &scissor;
-  auto raster =
-      typed<VkPipelineRasterizationStateCreateInfo>(VK_STRUCTURE_TYPE_PIPELINE_RASTERIZATION_STATE_CREATE_INFO);
+  auto raster = typed<VkPipelineRasterizationStateCreateInfo>(
+      VK_STRUCTURE_TYPE_PIPELINE_RASTERIZATION_STATE_CREATE_INFO);
   raster.lineWidth = 1;
   auto samples =
       typed<VkPipelineMultisampleStateCreateInfo>(VK_STRUCTURE_TYPE_PIPELINE_MULTISAMPLE_STATE_CREATE_INFO);
@@ -319,16 +321,17 @@ MinimalVulkan::~MinimalVulkan() {
 
 void MinimalVulkan::upload(const Image& image, VkDeviceSize offset) {
   barrier(made_->commands, image.image, VK_IMAGE_LAYOUT_UNDEFINED, VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL,
-          VK_PIPELINE_STAGE_FRAGMENT_SHADER_BIT, 0, VK_PIPELINE_STAGE_TRANSFER_BIT, VK_ACCESS_TRANSFER_WRITE_BIT);
+          VK_PIPELINE_STAGE_FRAGMENT_SHADER_BIT, 0, VK_PIPELINE_STAGE_TRANSFER_BIT,
+          VK_ACCESS_TRANSFER_WRITE_BIT);
   VkBufferImageCopy region{};
   region.bufferOffset = offset;
   region.imageSubresource = {VK_IMAGE_ASPECT_COLOR_BIT, 0, 0, 1};
   region.imageExtent = {image.width, image.height, 1};
-  vkCmdCopyBufferToImage(made_->commands, made_->staging, image.image, VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL, 1,
-                         &region);
+  vkCmdCopyBufferToImage(made_->commands, made_->staging, image.image, VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL,
+                         1, &region);
   barrier(made_->commands, image.image, VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL,
-          VK_IMAGE_LAYOUT_SHADER_READ_ONLY_OPTIMAL, VK_PIPELINE_STAGE_TRANSFER_BIT, VK_ACCESS_TRANSFER_WRITE_BIT,
-          VK_PIPELINE_STAGE_FRAGMENT_SHADER_BIT, VK_ACCESS_SHADER_READ_BIT);
+          VK_IMAGE_LAYOUT_SHADER_READ_ONLY_OPTIMAL, VK_PIPELINE_STAGE_TRANSFER_BIT,
+          VK_ACCESS_TRANSFER_WRITE_BIT, VK_PIPELINE_STAGE_FRAGMENT_SHADER_BIT, VK_ACCESS_SHADER_READ_BIT);
 }
 
 void MinimalVulkan::draw(const CVPixelBuffer* frame) {
@@ -354,8 +357,8 @@ void MinimalVulkan::draw(const CVPixelBuffer* frame) {
   pass.pClearValues = &clear;
   vkCmdBeginRenderPass(made_->commands, &pass, VK_SUBPASS_CONTENTS_INLINE);
   vkCmdBindPipeline(made_->commands, VK_PIPELINE_BIND_POINT_GRAPHICS, made_->pipeline);
-  vkCmdBindDescriptorSets(made_->commands, VK_PIPELINE_BIND_POINT_GRAPHICS, made_->layout, 0, 1, &made_->set, 0,
-                          nullptr);
+  vkCmdBindDescriptorSets(made_->commands, VK_PIPELINE_BIND_POINT_GRAPHICS, made_->layout, 0, 1, &made_->set,
+                          0, nullptr);
   vkCmdDraw(made_->commands, 3, 1, 0, 0);
   vkCmdEndRenderPass(made_->commands);
   must(vkEndCommandBuffer(made_->commands));
