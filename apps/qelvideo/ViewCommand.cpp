@@ -112,8 +112,10 @@ void addViewCommand(CLI::App& app, Action& action) {
   command->add_option("--background", options->background, "Colour around the picture")
       ->type_name("#rrggbb[aa]");
   command->add_flag("--animate", options->animates, "Show a change of orientation as a turn");
-  // Views draw sharp pictures whatever the radius, so the help does not tell of it.
-  command->add_option("--blur", options->blurRadius)->check(CLI::NonNegativeNumber)->group("");
+  command
+      ->add_option("--blur", options->blurRadius, "Blur by that part of the picture's side, as 0.01; 0: not")
+      ->check(CLI::NonNegativeNumber)
+      ->type_name("RADIUS");
   command
       ->add_option(
           "--backend", options->backend,

@@ -22,10 +22,9 @@ constexpr std::array keys{
     Key{"a", ViewAction::automatic, "a  cover when picture and view are both wide or both tall, else fit"},
     Key{"o", ViewAction::nextOrientation, "o  next orientation"},
     Key{"O", ViewAction::previousOrientation, "O  orientation before"},
-    // Views draw sharp pictures only; a key that does nothing is not worth a line.
-    Key{"b", ViewAction::moreBlur, ""},
-    Key{"B", ViewAction::lessBlur, ""},
-    Key{"0", ViewAction::noBlur, ""},
+    Key{"b", ViewAction::moreBlur, "b  more blur"},
+    Key{"B", ViewAction::lessBlur, "B  less blur"},
+    Key{"0", ViewAction::noBlur, "0  no blur"},
     Key{"g", ViewAction::nextBackground, "g  next background colour"},
     Key{"t", ViewAction::toggleAnimation, "t  show changes of orientation as a turn, or not"},
     Key{"s", ViewAction::screenshot, "s  save a picture of the view"},
@@ -36,8 +35,9 @@ constexpr std::array keys{
     Key{"\x1b", ViewAction::quit, ""},
 };
 
-/// Pixels; each step is about twice as strong as the one before.
-constexpr std::array blurRadii{0.0F, 2.0F, 4.0F, 8.0F, 16.0F, 32.0F, 64.0F};
+/// Of the picture's side; each step is twice as strong as the one before. The last one is as strong as it
+/// gets for pictures of 512 pixels and more.
+constexpr std::array blurRadii{0.0F, 0.001F, 0.002F, 0.004F, 0.008F, 0.016F, 0.032F};
 
 /// The next of the known radii above or below any radius.
 float blurAbove(float radius) {

@@ -19,7 +19,7 @@ struct ViewOptions {
   QelUtilVideo::CGImagePropertyOrientation orientation = QelUtilVideo::CGImagePropertyOrientation::up;
   std::shared_ptr<const QelUtilVideo::NSColor> background;  ///< null: opaque black
   bool animates = false;
-  float blurRadius = 0;  ///< pixels; 0: sharp
+  float blurRadius = 0;  ///< of the picture's side; 0: sharp
 };
 
 /// As `parseOrientation` takes it.

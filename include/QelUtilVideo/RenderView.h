@@ -61,7 +61,9 @@ class QEL_EXPORT RenderView final : public NSView {
   [[nodiscard]] std::shared_ptr<const NSColor> backgroundColor() const;
   void setBackgroundColor(std::shared_ptr<const NSColor> color);
 
-  /// Above 0 the video is blurred; anything else, not-a-number included, shows it sharp.
+  /// A finite number above 0 blurs the video, by a Gaussian with a deviation of that part of the geometric
+  /// mean of the picture's sides, so that small and large ones look alike; taken up to whole pixels, 16 at
+  /// most. Anything else shows it sharp.
   [[nodiscard]] float blurRadius() const;
   void setBlurRadius(float radius);
 

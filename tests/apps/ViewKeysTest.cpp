@@ -45,9 +45,10 @@ TEST(ViewKeys, keysChangeWhatTheyNameAndNothingElse) {
   EXPECT_TRUE(press(pattern, "g").background->usingDeviceRGBColorSpace());
 
   ViewOptions blurred;
-  blurred.blurRadius = 5;
-  const std::vector<std::pair<const char*, float>> blurs{{"b", 8},    {"bbbb", 64}, {"bbbbbb", 64}, {"B", 4},
-                                                         {"BBBB", 0}, {"0", 0},     {"0bbB", 2}};
+  blurred.blurRadius = 0.005F;
+  const std::vector<std::pair<const char*, float>> blurs{{"b", 0.008F},   {"bbb", 0.032F}, {"bbbbbb", 0.032F},
+                                                         {"B", 0.004F},   {"BBBB", 0},     {"0", 0},
+                                                         {"0bbB", 0.001F}};
   for (const auto& [keys, radius] : blurs) EXPECT_EQ(press(blurred, keys).blurRadius, radius) << keys;
 
   EXPECT_EQ(viewAction("q"), ViewAction::quit);

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace QelUtilVideo {
 namespace {
@@ -50,6 +51,28 @@ TEST_P(LostProcessor, isOpenedAnewAndEveryViewGoesOn) {
     expectShown({96, 64}, card_, {orientation});
     expectShown([&] { return otherWindow->image(); }, {96, 64}, card_, {orientation});
     EXPECT_EQ(losses, 0);
+  }
+  EXPECT_THAT(machine_->takeTrouble(), Contains(HasSubstr("opened anew")));
+}
+
+TEST_P(LostProcessor, takesNoBlurAlong) {
+  for (const bool isProcessorsOwn : {true, false}) {
+    machine_->userDefaults().set("QelUtilVideoRenderViewMPSDisabled", !isProcessorsOwn);
+    fill(NSWindow::makeOffscreen({72, 48}));
+    view->setBlurRadius(0.1F);
+    show(card_);
+    std::vector<std::byte> before;
+    const auto bytesShown = [&] {
+      const auto image = window->image();
+      const auto bytes = image ? image->dataProvider()->bytes() : nullptr;
+      return bytes ? std::vector(bytes->data(), bytes->data() + bytes->size()) : std::vector<std::byte>();
+    };
+    ASSERT_TRUE(serveUntil([&] { return view->contentSize() == CGSize{72, 48}; }));
+    ASSERT_TRUE(serveUntil([&] { return !(before = bytesShown()).empty(); }));
+    losses = 1;
+    show(card_);
+    ASSERT_TRUE(serveUntil([&] { return losses == 0; }));
+    EXPECT_TRUE(serveUntil([&] { return bytesShown() == before; }));
   }
   EXPECT_THAT(machine_->takeTrouble(), Contains(HasSubstr("opened anew")));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "render/ExifCorners.h"
+#include "support/ReferenceColors.h"
 
 #include <QelUtilVideo/platform/CGImage.h>
 #include <QelUtilVideo/platform/CVPixelBuffer.h>
@@ -24,9 +25,6 @@ struct PixelCount {
   std::size_t width;
   std::size_t height;
 };
-
-/// Red, green, blue as code values.
-using Color = std::array<double, 3>;
 
 struct YCbCr {
   std::uint8_t y, cb, cr;

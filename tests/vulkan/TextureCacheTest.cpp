@@ -5,6 +5,7 @@
 #include "render/metal/Geometry.h"
 #include "render/metal/Pipelines.h"
 #include "render/metal/PlaneTextures.h"
+#include "support/ReferenceColors.h"
 #include "support/TemporaryFolder.h"
 #include "vulkan/VulkanDevices.h"
 
@@ -46,20 +47,6 @@ CVPixelBufferRef painted(CVPixelBufferRef picture, std::uint32_t seed) {
   return picture;
 }
 
-/// A plane as textures are read, between its samples.
-double sampled(const PixelPlane& plane, std::size_t step, std::size_t component, double u, double v) {
-  const double x = u * static_cast<double>(plane.width) - 0.5,
-               y = v * static_cast<double>(plane.height) - 0.5;
-  const auto at = [&](double column, double row) {
-    const auto i = static_cast<std::size_t>(std::clamp(column, 0.0, static_cast<double>(plane.width - 1)));
-    const auto j = static_cast<std::size_t>(std::clamp(row, 0.0, static_cast<double>(plane.height - 1)));
-    return std::to_integer<int>(plane.baseAddress[j * plane.bytesPerRow + i * step + component]);
-  };
-  const double left = std::floor(x), top = std::floor(y);
-  return std::lerp(std::lerp(at(left, top), at(left + 1, top), x - left),
-                   std::lerp(at(left, top + 1), at(left + 1, top + 1), x - left), y - top);
-}
-
 /// The largest distance between a colour shown and the one that the picture has there.
 double difference(const CGImage& shown, const CVPixelBuffer& picture) {
   double largest = 0;
@@ -67,14 +54,11 @@ double difference(const CGImage& shown, const CVPixelBuffer& picture) {
     for (std::size_t x = 0; x < picture.width(); ++x) {
       const double u = (static_cast<double>(x) + 0.5) / static_cast<double>(picture.width());
       const double v = (static_cast<double>(y) + 0.5) / static_cast<double>(picture.height());
-      const double luma = 1.1643 * (sampled(picture.planes()[0], 1, 0, u, v) - 16);
-      const double cb = sampled(picture.planes()[1], 2, 0, u, v) - 128;
-      const double cr = sampled(picture.planes()[1], 2, 1, u, v) - 128;
-      const std::array expected{luma + 2.017 * cb, luma - 0.39173 * cb - 0.8129 * cr, luma + 1.5958 * cr};
+      const Color expected = colorOf(picture, u, v);
       const std::byte* pixel = shown.dataProvider()->bytes()->data() + y * shown.layout().bytesPerRow + 4 * x;
       for (std::size_t i = 0; i < expected.size(); ++i) {
         const double is = std::to_integer<int>(pixel[i]);
-        largest = std::max(largest, std::abs(std::clamp(expected[i], 0.0, 255.0) - is));
+        largest = std::max(largest, std::abs(expected[2 - i] - is));
       }
     }
   }

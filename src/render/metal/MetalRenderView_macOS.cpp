@@ -41,7 +41,7 @@ MetalRenderView_macOS::MetalRenderView_macOS(Key, CGRect frame, const std::share
     : MTKView(frame, platform.dispatch(), device),
       platform_(platform),
       logName_("[RenderView:Metal:" + std::to_string(nextLogID()) + "]"),
-      renderContext_(platform.clock(), logName_, device),
+      renderContext_(platform, logName_, device),
       renderLoop_(std::make_shared<RenderLoop>(logName_)) {}
 
 std::shared_ptr<MetalRenderView_macOS> MetalRenderView_macOS::make(CGRect frame,

@@ -7,15 +7,15 @@
 
 namespace QelUtilVideo::metal {
 
-namespace {
-
 std::shared_ptr<MTLLibrary> loadLibrary(MTLDevice& device, const std::string& logName) {
   auto library = device.newDefaultLibraryWithBundle();
   if (!library.hasValue()) fatal(logName + " load library failed: " + library.error().description());
   return std::move(library.value());
 }
 
-}  // namespace
+std::string labelOf(const MTLCommandBuffer& commands) {
+  return commands.label().empty() ? "[RenderView:Metal:?]" : commands.label();
+}
 
 std::shared_ptr<MTLRenderPipelineState> makeRenderPipeline(MTLDevice& device,
                                                            const std::string& vertexFunction,
@@ -34,10 +34,7 @@ void encodeRenderPipeline(MTLCommandBuffer& commands, const std::shared_ptr<MTLR
                           const MTLRenderPassDescriptor& pass, const Geometry& geometry,
                           std::span<const std::shared_ptr<MTLTexture>> textures) {
   const auto encoder = commands.renderCommandEncoder(pass);
-  if (!encoder) {
-    const std::string& label = commands.label();
-    fatal((label.empty() ? "[RenderView:Metal:?]" : label) + " encode render pipeline failed");
-  }
+  if (!encoder) fatal(labelOf(commands) + " encode render pipeline failed");
   encoder->setRenderPipelineState(pipeline);
   encoder->setVertexBuffer(geometry.vertexBuffer(), 0, 0);
   encoder->setVertexBuffer(geometry.transformBuffer(), 0, 1);

@@ -10,6 +10,12 @@ namespace QelUtilVideo::metal {
 
 class Geometry;
 
+/// The library's shaders. Ends the process when they cannot be had.
+[[nodiscard]] std::shared_ptr<MTLLibrary> loadLibrary(MTLDevice& device, const std::string& logName);
+
+/// What messages about the commands begin with.
+[[nodiscard]] std::string labelOf(const MTLCommandBuffer& commands);
+
 /// A pipeline of two functions of the library's shaders, for drawables. Loads the shader library anew. Ends
 /// the process when that, or the pipeline, cannot be had.
 [[nodiscard]] std::shared_ptr<MTLRenderPipelineState> makeRenderPipeline(MTLDevice& device,

@@ -2,7 +2,9 @@
 
 #include "log/Log.h"
 #include "platform/HostCall.h"
+#include "platform/Platform.h"
 #include "render/FrameNotice.h"
+#include "render/metal/Blur.h"
 #include "render/metal/MetalRenderView_macOS.h"
 #include "render/metal/Pipelines.h"
 #include "render/metal/PlaneTextures.h"
@@ -14,8 +16,11 @@
 
 namespace QelUtilVideo::metal {
 
-RenderContext::RenderContext(Clock& clock, std::string logName, std::shared_ptr<MTLDevice> device)
-    : logName_(std::move(logName)), geometry_(clock, logName_), device_(std::move(device)) {}
+RenderContext::RenderContext(Platform& platform, std::string logName, std::shared_ptr<MTLDevice> device)
+    : platform_(platform),
+      logName_(std::move(logName)),
+      geometry_(platform.clock(), logName_),
+      device_(std::move(device)) {}
 
 RenderContext::~RenderContext() = default;
 
@@ -71,7 +76,7 @@ std::optional<CGSize> RenderContext::drawCurrent(MetalRenderView_macOS& view) {
     const CGSize drawableSize = view.drawableSize();
     const Geometry::Size effective = geometry_.resize(*device_, {drawableSize.width, drawableSize.height});
     shown = {effective.width, effective.height};
-    drawSharp(*commands, *pass, *planes);
+    drawImage(*commands, *pass, *planes);
     lastMetadata_.emplace(source, *frame);
     lastTimestamp_ = frame->timestamp;
   } else {
@@ -86,6 +91,23 @@ std::optional<PlaneTextures> RenderContext::texturesOf(const std::optional<Frame
   if (!frame || (deviceType_ && *deviceType_ != frame->deviceType) || !frame->pixelBuffer)
     return std::nullopt;
   return makeTextures(frame->pixelBuffer, textureCache(), logName_);
+}
+
+void RenderContext::drawImage(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass,
+                              const PlaneTextures& planes) {
+  if (blurRadius_ > 0) {
+    if (!blur_) blur_ = std::make_unique<Blur>(platform_, device_, logName_);
+    const MTLTexture& luma = *planes.textures[0];
+    if (blur_->update(luma.width(), luma.height(), blurRadius_)) return drawBlurred(commands, pass, planes);
+  }
+  drawSharp(commands, pass, planes);
+}
+
+void RenderContext::drawBlurred(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass,
+                                const PlaneTextures& planes) {
+  blur_->encode(commands, planes);
+  if (!renderRGB_) renderRGB_ = makeRenderPipeline(*device_, "renderVertex", "renderFragmentRGB", logName_);
+  encodeRenderPipeline(commands, renderRGB_, pass, geometry_, {&blur_->output(), 1});
 }
 
 void RenderContext::drawSharp(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass,

@@ -15,12 +15,13 @@
 #include <string>
 
 namespace QelUtilVideo {
-class Clock;
+class Platform;
 class RenderViewDataSource;
 }  // namespace QelUtilVideo
 
 namespace QelUtilVideo::metal {
 
+class Blur;
 class MetalRenderView_macOS;
 struct PlaneTextures;
 
@@ -28,7 +29,7 @@ struct PlaneTextures;
 /// to provide for is made on first use and kept.
 class RenderContext {
  public:
-  RenderContext(Clock& clock, std::string logName, std::shared_ptr<MTLDevice> device);
+  RenderContext(Platform& platform, std::string logName, std::shared_ptr<MTLDevice> device);
   RenderContext(const RenderContext&) = delete;
   RenderContext& operator=(const RenderContext&) = delete;
   ~RenderContext();
@@ -61,6 +62,10 @@ class RenderContext {
  private:
   [[nodiscard]] std::optional<CGSize> drawCurrent(MetalRenderView_macOS& view);
   [[nodiscard]] std::optional<PlaneTextures> texturesOf(const std::optional<FrameSnapshot>& frame);
+  void drawImage(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass,
+                 const PlaneTextures& planes);
+  void drawBlurred(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass,
+                   const PlaneTextures& planes);
   void drawSharp(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass,
                  const PlaneTextures& planes);
   void clear(MTLCommandBuffer& commands, const MTLRenderPassDescriptor& pass);
@@ -68,6 +73,7 @@ class RenderContext {
   [[nodiscard]] MTLCommandQueue& commandQueue();
   [[nodiscard]] CVMetalTextureCache& textureCache();
 
+  Platform& platform_;
   const std::string logName_;
   Synchronised<std::shared_ptr<RenderViewDataSource>> dataSource_;
   std::optional<std::uint8_t> deviceType_;
@@ -77,9 +83,10 @@ class RenderContext {
   float blurRadius_ = 0;
   std::atomic<bool> needsUpdate_ = false;
   Geometry geometry_;
+  std::unique_ptr<Blur> blur_;
   const std::shared_ptr<MTLDevice> device_;
   std::shared_ptr<MTLCommandQueue> commandQueue_;
-  std::shared_ptr<MTLRenderPipelineState> renderYUV_;
+  std::shared_ptr<MTLRenderPipelineState> renderRGB_, renderYUV_;
   std::shared_ptr<CVMetalTextureCache> textureCache_;
 };
 

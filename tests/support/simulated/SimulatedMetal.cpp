@@ -65,15 +65,81 @@ class Encoder final : public MTLRenderCommandEncoder {
   MetalRecord::Pass pass_;
 };
 
+struct KernelPipeline final : MTLComputePipelineState {
+  [[nodiscard]] std::size_t threadExecutionWidth() const override { return 16; }
+  [[nodiscard]] std::size_t maxTotalThreadsPerThreadgroup() const override { return 70; }
+  std::string name;
+};
+
+class KernelEncoder final : public MTLComputeCommandEncoder {
+ public:
+  KernelEncoder(Record record, MTLDevice& device) : record_(std::move(record)), device_(device) {
+    ++record_->computeEncoders;
+  }
+  [[nodiscard]] MTLDevice& device() const override { return device_; }
+  void setComputePipelineState(std::shared_ptr<MTLComputePipelineState> state) override {
+    kernel_.name = static_cast<const KernelPipeline&>(*state).name;
+  }
+  void setBuffers(std::span<const std::shared_ptr<MTLBuffer>> buffers) override {
+    kernel_.buffer.clear();
+    for (const auto& buffer : buffers) {
+      const auto& floats = static_cast<const Bytes&>(*buffer).floats;
+      kernel_.buffer.resize(floats.size());
+      std::memcpy(kernel_.buffer.data(), floats.data(), buffer->length());
+    }
+  }
+  void setTextures(std::span<const std::shared_ptr<MTLTexture>> textures) override {
+    kernel_.textures.assign(textures.begin(), textures.end());
+  }
+  void dispatchThreads(const MTLSize& threads, const MTLSize& threadsPerThreadgroup) override {
+    dispatch(threads, threadsPerThreadgroup, true);
+  }
+  void dispatchThreadgroups(const MTLSize& threadgroups, const MTLSize& threadsPerThreadgroup) override {
+    dispatch(threadgroups, threadsPerThreadgroup, false);
+  }
+  void endEncoding() override {}
+
+ private:
+  void dispatch(const MTLSize& grid, const MTLSize& group, bool isByThreads) {
+    kernel_.grid = grid;
+    kernel_.group = group;
+    kernel_.isByThreads = isByThreads;
+    record_->kernels.push_back(kernel_);
+  }
+
+  const Record record_;
+  MTLDevice& device_;
+  MetalRecord::Kernel kernel_;
+};
+
+class OwnBlur final : public MPSImageGaussianBlur {
+ public:
+  explicit OwnBlur(Record record) : record_(std::move(record)) {}
+  void setEdgeMode(MPSImageEdgeMode mode) override { mode_ = mode; }
+  void encodeToCommandBuffer(MTLCommandBuffer&, const std::shared_ptr<MTLTexture>& source,
+                             const std::shared_ptr<MTLTexture>& destination) override {
+    record_->kernels.push_back(
+        {mode_ == MPSImageEdgeMode::clamp ? "clamped blur" : "blur", {}, {source, destination}, {}, {}});
+  }
+
+ private:
+  const Record record_;
+  MPSImageEdgeMode mode_ = MPSImageEdgeMode::zero;
+};
+
 class Commands final : public MTLCommandBuffer {
  public:
-  explicit Commands(Record record) : record_(std::move(record)) {}
+  Commands(Record record, MTLDevice& device) : record_(std::move(record)), device_(device) {}
   [[nodiscard]] const std::string& label() const override { return label_; }
   void setLabel(const std::string& label) override { label_ = label; }
   std::unique_ptr<MTLRenderCommandEncoder> renderCommandEncoder(
       const MTLRenderPassDescriptor& descriptor) override {
     if (record_->hasNoEncoder) return nullptr;
     return std::make_unique<Encoder>(record_, descriptor);
+  }
+  std::unique_ptr<MTLComputeCommandEncoder> computeCommandEncoder() override {
+    if (record_->hasNoComputeEncoder) return nullptr;
+    return std::make_unique<KernelEncoder>(record_, device_);
   }
   void presentDrawable(std::shared_ptr<CAMetalDrawable> drawable) override {
     static_cast<Drawable&>(*drawable).wasPresented = true;
@@ -83,15 +149,17 @@ class Commands final : public MTLCommandBuffer {
 
  private:
   const Record record_;
+  MTLDevice& device_;
   std::string label_;
 };
 
 struct Queue final : MTLCommandQueue {
-  explicit Queue(Record happened) : record(std::move(happened)) {}
+  Queue(Record happened, MTLDevice& owner) : record(std::move(happened)), device(owner) {}
   std::shared_ptr<MTLCommandBuffer> commandBuffer() override {
-    return record->hasNoCommandBuffer ? nullptr : std::make_shared<Commands>(record);
+    return record->hasNoCommandBuffer ? nullptr : std::make_shared<Commands>(record, device);
   }
   const Record record;
+  MTLDevice& device;
 };
 
 struct Wrapper final : CVMetalTexture {
@@ -137,7 +205,7 @@ class Device final : public MTLDevice {
   std::shared_ptr<MTLCommandQueue> newCommandQueue() override {
     if (record_->hasNoQueue) return nullptr;
     ++record_->queues;
-    return std::make_shared<Queue>(record_);
+    return std::make_shared<Queue>(record_, *this);
   }
   std::shared_ptr<MTLBuffer> newBufferWithBytes(std::span<const std::byte> bytes) override {
     if (record_->hasNoBuffer) return nullptr;
@@ -161,6 +229,27 @@ class Device final : public MTLDevice {
     pipeline->name = static_cast<const Function&>(*descriptor.vertexFunction).name + "/" +
                      static_cast<const Function&>(*descriptor.fragmentFunction).name;
     return std::shared_ptr<MTLRenderPipelineState>(std::move(pipeline));
+  }
+  [[nodiscard]] bool supportsFeatureSet(MTLFeatureSet) const override { return record_->countsThreads; }
+  std::shared_ptr<MTLTexture> newTextureWithDescriptor(const MTLTextureDescriptor& descriptor) override {
+    if (descriptor.pixelFormat == record_->missingFormat) return nullptr;
+    auto made = std::make_shared<MetalRecord::Texture>(descriptor.width, descriptor.height,
+                                                       descriptor.pixelFormat, 0U);
+    made->usage = descriptor.usage;
+    record_->textures.push_back(made);
+    return made;
+  }
+  Result<std::shared_ptr<MTLComputePipelineState>> newComputePipelineStateWithFunction(
+      const std::shared_ptr<MTLFunction>& function) override {
+    if (record_->takesNoKernel) return NSError{"test", 3, "no kernels here"};
+    auto pipeline = std::make_shared<KernelPipeline>();
+    pipeline->name = static_cast<const Function&>(*function).name;
+    return std::shared_ptr<MTLComputePipelineState>(std::move(pipeline));
+  }
+  bool MPSSupportsMTLDevice() override { return !record_->hasNoBlurs; }
+  std::unique_ptr<MPSImageGaussianBlur> newMPSImageGaussianBlur(float sigma) override {
+    record_->sigmas.push_back(sigma);
+    return std::make_unique<OwnBlur>(record_);
   }
   std::shared_ptr<CVMetalTextureCache> CVMetalTextureCacheCreate() override {
     if (record_->hasNoCache) return nullptr;

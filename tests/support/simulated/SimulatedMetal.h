@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,6 +22,12 @@ struct MetalRecord {
     [[nodiscard]] std::size_t width() const override { return columns_; }
     [[nodiscard]] std::size_t height() const override { return rows_; }
     [[nodiscard]] MTLPixelFormat pixelFormat() const override { return format_; }
+    void replaceRegion(const MTLRegion& replaced, std::size_t, std::span<const std::byte> bytes,
+                       std::size_t) override {
+      region = replaced.size;
+      floats.resize(bytes.size() / sizeof(float));
+      std::memcpy(floats.data(), bytes.data(), floats.size() * sizeof(float));
+    }
 
    private:
     std::size_t columns_, rows_;
@@ -29,6 +36,17 @@ struct MetalRecord {
    public:
     std::size_t plane;  ///< of the pixel buffer
     CVPixelBufferRef image;
+    std::uint32_t usage = 0;    ///< of one that was asked for
+    std::vector<float> floats;  ///< put into it
+    MTLSize region{};           ///< where
+  };
+  /// One run of a kernel, or of a blur of the processor's own.
+  struct Kernel {
+    std::string name;
+    std::vector<std::int32_t> buffer;
+    std::vector<std::shared_ptr<MTLTexture>> textures;
+    MTLSize grid, group;
+    bool isByThreads = false;
   };
   /// One render pass.
   struct Pass {
@@ -48,10 +66,16 @@ struct MetalRecord {
   int asked = 0;               ///< for drawables
   int queues = 0, libraries = 0, caches = 0, buffers = 0;
   CGSize drawableSize;  ///< of the last drawable
+  std::vector<Kernel> kernels;
+  int computeEncoders = 0;
+  std::vector<std::shared_ptr<Texture>> textures;  ///< that were asked for
+  std::vector<float> sigmas;                       ///< of the processor's own blurs
 
   // What is refused.
   bool hasNoDrawable = false, hasNoCommandBuffer = false, hasNoEncoder = false, hasNoBuffer = false,
-       hasNoQueue = false, hasNoCache = false, hasNoLibrary = false;
+       hasNoQueue = false, hasNoCache = false, hasNoLibrary = false, hasNoComputeEncoder = false,
+       hasNoBlurs = false, takesNoKernel = false, countsThreads = true;
+  std::optional<MTLPixelFormat> missingFormat;
   CVReturn wrapping = kCVReturnSuccess;
   std::string missingFunction;
 };

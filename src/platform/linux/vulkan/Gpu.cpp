@@ -98,15 +98,17 @@ std::uint32_t drawingFamily(VkPhysicalDevice device) {
 std::shared_ptr<Gpu> Gpu::open(TroubleHandler trouble) {
   if (volkInitialize() != VK_SUCCESS || volkGetInstanceVersion() < kVersion) return nullptr;
   std::shared_ptr<Gpu> gpu(new Gpu(std::move(trouble)));
-  if (!gpu->makeInstance() || !gpu->chooseDevice() || !gpu->makeDevice() || !gpu->makeShared())
-    return nullptr;
-  return gpu;
+  const bool isOpen = gpu->makeInstance() && gpu->chooseDevice() && gpu->makeDevice() && gpu->makeSampler() &&
+                      gpu->makeLayouts() && gpu->makeRenderPass();
+  return isOpen ? gpu : nullptr;
 }
 
 Gpu::~Gpu() {
   if (device_) vkDeviceWaitIdle(device_);
   renderPass_ = {};
   sampler_ = {};
+  kernelLayout_ = {};
+  kernelSetLayout_ = {};
   pipelineLayout_ = {};
   setLayout_ = {};
   if (device_) vkDestroyDevice(device_, nullptr);
@@ -186,37 +188,61 @@ bool Gpu::makeDevice() {
   return true;
 }
 
-bool Gpu::makeShared() {
-  auto sampling = vulkanStruct<VkSamplerCreateInfo>(VK_STRUCTURE_TYPE_SAMPLER_CREATE_INFO);
-  sampling.magFilter = sampling.minFilter = VK_FILTER_LINEAR;
-  sampling.addressModeU = sampling.addressModeV = sampling.addressModeW =
-      VK_SAMPLER_ADDRESS_MODE_CLAMP_TO_EDGE;
+bool Gpu::makeSampler() {
+  auto info = vulkanStruct<VkSamplerCreateInfo>(VK_STRUCTURE_TYPE_SAMPLER_CREATE_INFO);
+  info.magFilter = info.minFilter = VK_FILTER_LINEAR;
+  info.addressModeU = info.addressModeV = info.addressModeW = VK_SAMPLER_ADDRESS_MODE_CLAMP_TO_EDGE;
   VkSampler sampler = VK_NULL_HANDLE;
-  if (!check(vkCreateSampler(device_, &sampling, nullptr, &sampler), "vkCreateSampler")) return false;
+  if (!check(vkCreateSampler(device_, &info, nullptr, &sampler), "vkCreateSampler")) return false;
   sampler_ = {device_, sampler, vkDestroySampler};
+  return true;
+}
 
-  const std::array samplers{sampler};
-  const std::array<VkDescriptorSetLayoutBinding, 3> bindings{
-      {{0, VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER, 1, VK_SHADER_STAGE_VERTEX_BIT, nullptr},
-       {1, VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER, 1, VK_SHADER_STAGE_FRAGMENT_BIT, samplers.data()},
-       {2, VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER, 1, VK_SHADER_STAGE_FRAGMENT_BIT, samplers.data()}}};
+bool Gpu::makeLayouts() {
+  constexpr auto buffer = VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER;
+  constexpr auto texture = VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER;
+  constexpr auto result = VK_DESCRIPTOR_TYPE_STORAGE_IMAGE;
+  constexpr VkShaderStageFlags fragment = VK_SHADER_STAGE_FRAGMENT_BIT, kernel = VK_SHADER_STAGE_COMPUTE_BIT;
+  Layouts drawing = makeLayouts(
+      std::array<VkDescriptorSetLayoutBinding, 3>{{{0, buffer, 1, VK_SHADER_STAGE_VERTEX_BIT, nullptr},
+                                                   {1, texture, 1, fragment, nullptr},
+                                                   {2, texture, 1, fragment, nullptr}}});
+  setLayout_ = std::move(drawing.set);
+  pipelineLayout_ = std::move(drawing.pipeline);
+  Layouts computing =
+      makeLayouts(std::array<VkDescriptorSetLayoutBinding, 7>{{{0, buffer, 1, kernel, nullptr},
+                                                               {1, texture, 1, kernel, nullptr},
+                                                               {2, texture, 1, kernel, nullptr},
+                                                               {3, texture, 1, kernel, nullptr},
+                                                               {4, result, 1, kernel, nullptr},
+                                                               {5, result, 1, kernel, nullptr},
+                                                               {6, result, 1, kernel, nullptr}}});
+  kernelSetLayout_ = std::move(computing.set);
+  kernelLayout_ = std::move(computing.pipeline);
+  return pipelineLayout_ && kernelLayout_;
+}
+
+Gpu::Layouts Gpu::makeLayouts(std::span<const VkDescriptorSetLayoutBinding> bindings) {
   auto sets =
       vulkanStruct<VkDescriptorSetLayoutCreateInfo>(VK_STRUCTURE_TYPE_DESCRIPTOR_SET_LAYOUT_CREATE_INFO);
-  sets.bindingCount = bindings.size();
+  sets.bindingCount = static_cast<std::uint32_t>(bindings.size());
   sets.pBindings = bindings.data();
   VkDescriptorSetLayout set = VK_NULL_HANDLE;
   if (!check(vkCreateDescriptorSetLayout(device_, &sets, nullptr, &set), "vkCreateDescriptorSetLayout"))
-    return false;
-  setLayout_ = {device_, set, vkDestroyDescriptorSetLayout};
+    return {};
+  Layouts made;
+  made.set = {device_, set, vkDestroyDescriptorSetLayout};
+  auto pipelines = vulkanStruct<VkPipelineLayoutCreateInfo>(VK_STRUCTURE_TYPE_PIPELINE_LAYOUT_CREATE_INFO);
+  pipelines.setLayoutCount = 1;
+  pipelines.pSetLayouts = &set;
+  VkPipelineLayout pipeline = VK_NULL_HANDLE;
+  if (check(vkCreatePipelineLayout(device_, &pipelines, nullptr, &pipeline), "vkCreatePipelineLayout")) {
+    made.pipeline = {device_, pipeline, vkDestroyPipelineLayout};
+  }
+  return made;
+}
 
-  auto layouts = vulkanStruct<VkPipelineLayoutCreateInfo>(VK_STRUCTURE_TYPE_PIPELINE_LAYOUT_CREATE_INFO);
-  layouts.setLayoutCount = 1;
-  layouts.pSetLayouts = &set;
-  VkPipelineLayout layout = VK_NULL_HANDLE;
-  if (!check(vkCreatePipelineLayout(device_, &layouts, nullptr, &layout), "vkCreatePipelineLayout"))
-    return false;
-  pipelineLayout_ = {device_, layout, vkDestroyPipelineLayout};
-
+bool Gpu::makeRenderPass() {
   VkAttachmentDescription attachment{};
   attachment.format = VK_FORMAT_B8G8R8A8_UNORM;
   attachment.samples = VK_SAMPLE_COUNT_1_BIT;

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -95,10 +96,14 @@ class Gpu {
   /// Waits until all that was submitted is done.
   void finish();
 
-  // Shared by all pipelines that draw.
-  /// Set 0: binding 0 the vertex stage's uniform buffer, bindings 1 and 2 the fragment stage's textures.
+  // Shared by all pipelines.
+  /// Set 0 of what draws: binding 0 the vertex stage's uniform buffer, bindings 1 and 2 the fragment stage's
+  /// textures.
   [[nodiscard]] VkDescriptorSetLayout setLayout() const { return setLayout_.get(); }
   [[nodiscard]] VkPipelineLayout pipelineLayout() const { return pipelineLayout_.get(); }
+  /// Set 0 of kernels, as compute pipelines have it.
+  [[nodiscard]] VkDescriptorSetLayout kernelSetLayout() const { return kernelSetLayout_.get(); }
+  [[nodiscard]] VkPipelineLayout kernelLayout() const { return kernelLayout_.get(); }
   [[nodiscard]] VkSampler sampler() const { return sampler_.get(); }
   /// One attachment, BGRA8: cleared, drawn on, and left for `finalLayout` to be read or shown.
   [[nodiscard]] VkRenderPass renderPass() const { return renderPass_.get(); }
@@ -117,7 +122,15 @@ class Gpu {
   [[nodiscard]] bool makeInstance();
   [[nodiscard]] bool chooseDevice();
   [[nodiscard]] bool makeDevice();
-  [[nodiscard]] bool makeShared();
+  [[nodiscard]] bool makeSampler();
+  [[nodiscard]] bool makeLayouts();
+  [[nodiscard]] bool makeRenderPass();
+  /// A layout of set 0, and one of pipelines that have no other set.
+  struct Layouts {
+    VulkanHandle<VkDescriptorSetLayout> set;
+    VulkanHandle<VkPipelineLayout> pipeline;
+  };
+  [[nodiscard]] Layouts makeLayouts(std::span<const VkDescriptorSetLayoutBinding> bindings);
 
   const TroubleHandler trouble_;
   VkInstance instance_ = VK_NULL_HANDLE;
@@ -136,6 +149,8 @@ class Gpu {
   GpuCounters counters_;
   VulkanHandle<VkDescriptorSetLayout> setLayout_;
   VulkanHandle<VkPipelineLayout> pipelineLayout_;
+  VulkanHandle<VkDescriptorSetLayout> kernelSetLayout_;
+  VulkanHandle<VkPipelineLayout> kernelLayout_;
   VulkanHandle<VkSampler> sampler_;
   VulkanHandle<VkRenderPass> renderPass_;
 };

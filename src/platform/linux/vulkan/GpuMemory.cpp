@@ -6,16 +6,22 @@ namespace QelUtilVideo {
 
 namespace {
 
-VkFormat formatOf(MTLPixelFormat format) {
+VkFormat formatOf(MTLPixelFormat format, VkImageUsageFlags usage) {
   switch (format) {
     case MTLPixelFormat::r8Unorm:
       return VK_FORMAT_R8_UNORM;
     case MTLPixelFormat::rg8Unorm:
       return VK_FORMAT_R8G8_UNORM;
+    case MTLPixelFormat::r32Float:
+      return VK_FORMAT_R32_SFLOAT;
+    case MTLPixelFormat::rgba16Float:
+      return VK_FORMAT_R16G16B16A16_SFLOAT;
     case MTLPixelFormat::bgra8Unorm:
       break;
   }
-  return VK_FORMAT_B8G8R8A8_UNORM;
+  // Kernels need not be able to write the other order, and nobody sees which one it is.
+  const bool isStorage = (usage & VK_IMAGE_USAGE_STORAGE_BIT) != 0;
+  return isStorage ? VK_FORMAT_R8G8B8A8_UNORM : VK_FORMAT_B8G8R8A8_UNORM;
 }
 
 VulkanHandle<VkDeviceMemory> allocateMemory(Gpu& gpu, const VkMemoryRequirements& needs,
@@ -31,6 +37,21 @@ VulkanHandle<VkDeviceMemory> allocateMemory(Gpu& gpu, const VkMemoryRequirements
 }
 
 }  // namespace
+
+std::size_t bytesPerPixel(MTLPixelFormat format) {
+  switch (format) {
+    case MTLPixelFormat::r8Unorm:
+      return 1;
+    case MTLPixelFormat::rg8Unorm:
+      return 2;
+    case MTLPixelFormat::rgba16Float:
+      return 8;
+    case MTLPixelFormat::r32Float:
+    case MTLPixelFormat::bgra8Unorm:
+      break;
+  }
+  return 4;
+}
 
 std::shared_ptr<GpuBuffer> GpuBuffer::make(std::shared_ptr<Gpu> gpu, std::size_t size,
                                            VkBufferUsageFlags usage) {
@@ -70,13 +91,14 @@ std::shared_ptr<GpuTexture> GpuTexture::make(std::shared_ptr<Gpu> gpu, std::size
   constexpr std::size_t mostSide = 16384;
   if (width == 0 || height == 0 || width > mostSide || height > mostSide) return nullptr;
   std::shared_ptr<GpuTexture> made(new GpuTexture(std::move(gpu), width, height, format));
+  made->isWritable_ = (usage & VK_IMAGE_USAGE_STORAGE_BIT) != 0;
   return made->allocate(usage) ? made : nullptr;
 }
 
 bool GpuTexture::allocate(VkImageUsageFlags usage) {
   auto info = vulkanStruct<VkImageCreateInfo>(VK_STRUCTURE_TYPE_IMAGE_CREATE_INFO);
   info.imageType = VK_IMAGE_TYPE_2D;
-  info.format = formatOf(format_);
+  info.format = formatOf(format_, usage);
   info.extent = {static_cast<std::uint32_t>(width_), static_cast<std::uint32_t>(height_), 1};
   info.mipLevels = info.arrayLayers = 1;
   info.samples = VK_SAMPLE_COUNT_1_BIT;

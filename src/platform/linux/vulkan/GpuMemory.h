@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <utility>
 
 namespace QelUtilVideo {
@@ -35,6 +36,8 @@ class GpuBuffer final : public MTLBuffer {
   std::byte* bytes_ = nullptr;
 };
 
+[[nodiscard]] std::size_t bytesPerPixel(MTLPixelFormat format);
+
 /// A picture of the graphics processor.
 class GpuTexture final : public MTLTexture {
  public:
@@ -48,11 +51,17 @@ class GpuTexture final : public MTLTexture {
   [[nodiscard]] std::size_t width() const override { return width_; }
   [[nodiscard]] std::size_t height() const override { return height_; }
   [[nodiscard]] MTLPixelFormat pixelFormat() const override { return format_; }
+  void replaceRegion(const MTLRegion&, std::size_t, std::span<const std::byte>, std::size_t) override {}
   [[nodiscard]] const std::shared_ptr<Gpu>& gpu() const { return gpu_; }
   [[nodiscard]] VkImage image() const { return image_.get(); }
   [[nodiscard]] VkImageView view() const { return view_.get(); }
   /// Null for a picture that is not drawn on.
   [[nodiscard]] VkFramebuffer framebuffer() const { return framebuffer_.get(); }
+
+  /// Whether kernels may write it; then it can be read once one has.
+  [[nodiscard]] bool isWritable() const { return isWritable_; }
+  [[nodiscard]] bool isReadable() const { return !isWritable_ || isWritten_; }
+  void setWritten() { isWritten_ = true; }
 
   /// Which plane of which picture there is to be seen; generation 0 is none.
   struct Contents {
@@ -88,6 +97,8 @@ class GpuTexture final : public MTLTexture {
   VulkanHandle<VkImage> image_;
   VulkanHandle<VkImageView> view_;
   VulkanHandle<VkFramebuffer> framebuffer_;
+  bool isWritable_ = false;
+  bool isWritten_ = false;
   Contents contents_;
   std::optional<Upload> upload_;
 };

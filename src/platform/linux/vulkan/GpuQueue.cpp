@@ -1,5 +1,6 @@
 #include "platform/linux/vulkan/GpuQueue.h"
 
+#include "platform/linux/vulkan/ComputeEncoder.h"
 #include "platform/linux/vulkan/GpuDrawable.h"
 #include "platform/linux/vulkan/RenderEncoder.h"
 
@@ -17,7 +18,8 @@ constexpr std::size_t kMostSubmissions = 3;
 
 class CommandBuffer final : public MTLCommandBuffer {
  public:
-  explicit CommandBuffer(std::shared_ptr<Submission> submission) : submission_(std::move(submission)) {}
+  CommandBuffer(std::shared_ptr<Submission> submission, std::shared_ptr<MTLDevice> device)
+      : submission_(std::move(submission)), device_(std::move(device)) {}
   CommandBuffer(const CommandBuffer&) = delete;
   CommandBuffer& operator=(const CommandBuffer&) = delete;
   ~CommandBuffer() override {
@@ -29,6 +31,9 @@ class CommandBuffer final : public MTLCommandBuffer {
   std::unique_ptr<MTLRenderCommandEncoder> renderCommandEncoder(
       const MTLRenderPassDescriptor& descriptor) override {
     return std::make_unique<RenderEncoder>(submission_, descriptor);
+  }
+  std::unique_ptr<MTLComputeCommandEncoder> computeCommandEncoder() override {
+    return std::make_unique<ComputeEncoder>(submission_, *device_);
   }
   void presentDrawable(std::shared_ptr<CAMetalDrawable> drawable) override {
     presented_ = std::dynamic_pointer_cast<GpuDrawable>(drawable);
@@ -44,6 +49,7 @@ class CommandBuffer final : public MTLCommandBuffer {
 
  private:
   const std::shared_ptr<Submission> submission_;
+  const std::shared_ptr<MTLDevice> device_;
   std::string label_;
   std::shared_ptr<GpuDrawable> presented_;
   bool isCommitted_ = false;
@@ -67,7 +73,7 @@ std::shared_ptr<MTLCommandBuffer> GpuQueue::commandBuffer() {
     if (submission) submissions_.push_back(submission);
   }
   if (!submission || !submission->begin()) return nullptr;
-  return std::make_shared<CommandBuffer>(std::move(submission));
+  return std::make_shared<CommandBuffer>(std::move(submission), device_);
 }
 
 }  // namespace QelUtilVideo

@@ -10,8 +10,7 @@ namespace QelUtilVideo {
 void RenderEncoder::endEncoding() {
   const auto target = std::dynamic_pointer_cast<GpuTexture>(descriptor_.texture);
   if (!target || target->framebuffer() == VK_NULL_HANDLE || target->gpu() != submission_->gpu()) return;
-  for (auto& texture : textures_) {
-    if (texture && texture->gpu() != submission_->gpu()) texture.reset();
+  for (const auto& texture : textures_) {
     if (texture) upload(texture, *submission_);
   }
   const auto drawing = inputs();
@@ -34,6 +33,7 @@ void RenderEncoder::endEncoding() {
 
 std::optional<RenderEncoder::Inputs> RenderEncoder::inputs() {
   if (!pipeline_ || !buffers_[0] || !buffers_[1] || !textures_[0] || count_ == 0) return std::nullopt;
+  if (!textures_[0]->isReadable()) return std::nullopt;
   const auto vertices = submission_->place(buffers_[0]->bytes());
   const auto uniform = submission_->place(buffers_[1]->bytes());
   const VkPipeline pipeline = pipeline_->on(submission_->gpu());
@@ -44,7 +44,7 @@ std::optional<RenderEncoder::Inputs> RenderEncoder::inputs() {
 }
 
 VkDescriptorSet RenderEncoder::describe(const Submission::Place& uniform) {
-  const VkDescriptorSet set = submission_->makeSet();
+  const VkDescriptorSet set = submission_->makeSet(submission_->gpu()->setLayout());
   if (set == VK_NULL_HANDLE) return set;
   const VkDescriptorBufferInfo bytes{uniform.buffer, uniform.offset, uniform.size};
   std::array<VkDescriptorImageInfo, 2> images{};

@@ -2,8 +2,8 @@
 
 #include "platform/Metal.h"
 #include "platform/linux/vulkan/ByteBuffer.h"
-#include "platform/linux/vulkan/GpuMemory.h"
-#include "platform/linux/vulkan/GpuPipelines.h"
+#include "platform/linux/vulkan/DeviceTexture.h"
+#include "platform/linux/vulkan/RenderPipeline.h"
 #include "platform/linux/vulkan/Submission.h"
 
 #include <array>
@@ -23,13 +23,13 @@ class RenderEncoder final : public MTLRenderCommandEncoder {
       : submission_(std::move(submission)), descriptor_(std::move(descriptor)) {}
 
   void setRenderPipelineState(std::shared_ptr<MTLRenderPipelineState> state) override {
-    pipeline_ = std::dynamic_pointer_cast<GpuPipeline>(state);
+    pipeline_ = std::dynamic_pointer_cast<RenderPipeline>(state);
   }
   void setVertexBuffer(std::shared_ptr<MTLBuffer> buffer, std::size_t, std::size_t index) override {
     if (index < buffers_.size()) buffers_[index] = std::dynamic_pointer_cast<ByteBuffer>(buffer);
   }
   void setFragmentTexture(std::shared_ptr<MTLTexture> texture, std::size_t index) override {
-    if (index < textures_.size()) textures_[index] = std::dynamic_pointer_cast<GpuTexture>(texture);
+    if (index < textures_.size()) textures_[index] = textureOn(submission_->gpu(), texture);
   }
   void drawPrimitives(MTLPrimitiveType, std::size_t vertexStart, std::size_t vertexCount) override {
     start_ = static_cast<std::uint32_t>(vertexStart);
@@ -51,7 +51,7 @@ class RenderEncoder final : public MTLRenderCommandEncoder {
 
   const std::shared_ptr<Submission> submission_;
   const MTLRenderPassDescriptor descriptor_;
-  std::shared_ptr<GpuPipeline> pipeline_;
+  std::shared_ptr<RenderPipeline> pipeline_;
   std::array<std::shared_ptr<ByteBuffer>, 2> buffers_;
   std::array<std::shared_ptr<GpuTexture>, 2> textures_;
   std::uint32_t start_ = 0, count_ = 0;

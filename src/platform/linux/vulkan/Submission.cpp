@@ -36,9 +36,10 @@ bool Submission::allocate() {
   if (!gpu_->check(vkAllocateCommandBuffers(device, &buffers, &commands_), "vkAllocateCommandBuffers"))
     return false;
 
-  constexpr std::array<VkDescriptorPoolSize, 2> sizes{
+  constexpr std::array<VkDescriptorPoolSize, 3> sizes{
       {{VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER, kMostSets},
-       {VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER, 2 * kMostSets}}};
+       {VK_DESCRIPTOR_TYPE_COMBINED_IMAGE_SAMPLER, 3 * kMostSets},
+       {VK_DESCRIPTOR_TYPE_STORAGE_IMAGE, 3 * kMostSets}}};
   auto sets = vulkanStruct<VkDescriptorPoolCreateInfo>(VK_STRUCTURE_TYPE_DESCRIPTOR_POOL_CREATE_INFO);
   sets.maxSets = kMostSets;
   sets.poolSizeCount = sizes.size();
@@ -92,8 +93,7 @@ bool Submission::begin() {
   return hasBegun;
 }
 
-VkDescriptorSet Submission::makeSet() {
-  const VkDescriptorSetLayout layout = gpu_->setLayout();
+VkDescriptorSet Submission::makeSet(VkDescriptorSetLayout layout) {
   auto info = vulkanStruct<VkDescriptorSetAllocateInfo>(VK_STRUCTURE_TYPE_DESCRIPTOR_SET_ALLOCATE_INFO);
   info.descriptorPool = descriptors_.get();
   info.descriptorSetCount = 1;

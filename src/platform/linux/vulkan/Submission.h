@@ -30,8 +30,8 @@ class Submission : public std::enable_shared_from_this<Submission> {
   /// Begins to take commands; false when the driver refuses.
   [[nodiscard]] bool begin();
   [[nodiscard]] VkCommandBuffer commands() const { return commands_; }
-  /// A set of descriptors for one drawing; null when there are no more.
-  [[nodiscard]] VkDescriptorSet makeSet();
+  /// A set of descriptors for one drawing or kernel; null when there are no more.
+  [[nodiscard]] VkDescriptorSet makeSet(VkDescriptorSetLayout layout);
   /// Bytes where the processor reads them.
   struct Place {
     VkBuffer buffer = VK_NULL_HANDLE;

@@ -2,10 +2,13 @@
 
 #include "platform/linux/core/PrivateConnection.h"
 #include "platform/linux/vulkan/ByteBuffer.h"
-#include "platform/linux/vulkan/GpuPipelines.h"
+#include "platform/linux/vulkan/DeviceTexture.h"
+#include "platform/linux/vulkan/GaussianBlur.h"
 #include "platform/linux/vulkan/GpuQueue.h"
 #include "platform/linux/vulkan/GpuTextureCache.h"
 #include "platform/linux/vulkan/OffscreenDrawables.h"
+#include "platform/linux/vulkan/RenderPipeline.h"
+#include "platform/linux/vulkan/ShaderLibrary.h"
 #include "platform/linux/vulkan/SharedGpu.h"
 #include "platform/linux/vulkan/WindowDrawables.h"
 #include "platform/linux/vulkan/XcbSurface.h"
@@ -17,14 +20,16 @@ namespace QelUtilVideo {
 
 namespace {
 
-class Device final : public MTLDevice {
+class Device final : public MTLDevice, public std::enable_shared_from_this<Device> {
  public:
   Device(std::shared_ptr<Gpu> gpu, std::function<std::optional<std::string>()> libraryPath,
          TroubleHandler trouble)
       : gpu_(std::make_shared<SharedGpu>(std::move(gpu), std::move(trouble))),
         libraryPath_(std::move(libraryPath)) {}
 
-  std::shared_ptr<MTLCommandQueue> newCommandQueue() override { return std::make_shared<GpuQueue>(gpu_); }
+  std::shared_ptr<MTLCommandQueue> newCommandQueue() override {
+    return std::make_shared<GpuQueue>(gpu_, shared_from_this());
+  }
   std::shared_ptr<MTLBuffer> newBufferWithBytes(std::span<const std::byte> bytes) override {
     return std::make_shared<ByteBuffer>(bytes);
   }
@@ -33,7 +38,30 @@ class Device final : public MTLDevice {
   }
   Result<std::shared_ptr<MTLRenderPipelineState>> newRenderPipelineState(
       const MTLRenderPipelineDescriptor& descriptor) override {
-    return GpuPipeline::make(gpu_->opened(), descriptor);
+    return RenderPipeline::make(gpu_->opened(), descriptor);
+  }
+  /// Kernels leave threads outside of the picture alone.
+  [[nodiscard]] bool supportsFeatureSet(MTLFeatureSet) const override { return true; }
+  std::shared_ptr<MTLTexture> newTextureWithDescriptor(const MTLTextureDescriptor& descriptor) override {
+    auto made = std::make_shared<DeviceTexture>(descriptor);
+    return made->on(gpu_->opened()) || gpu_->opened()->isLost() ? made : nullptr;
+  }
+  Result<std::shared_ptr<MTLComputePipelineState>> newComputePipelineStateWithFunction(
+      const std::shared_ptr<MTLFunction>& function) override {
+    const auto shader = std::dynamic_pointer_cast<ShaderFunction>(function);
+    const auto& gpu = gpu_->opened();
+    auto made =
+        shader ? ComputePipeline::make(gpu, shader->code, ComputePipeline::usualShape(*gpu)) : nullptr;
+    if (!made) return graphicsError(7, "the driver does not take the kernel");
+    return std::shared_ptr<MTLComputePipelineState>(std::move(made));
+  }
+  bool MPSSupportsMTLDevice() override {
+    if (!gaussians_) gaussians_ = GaussianKernels::make(gpu_->opened());
+    return gaussians_ != nullptr;
+  }
+  std::unique_ptr<MPSImageGaussianBlur> newMPSImageGaussianBlur(float sigma) override {
+    if (!MPSSupportsMTLDevice()) return nullptr;
+    return std::make_unique<GaussianBlur>(gaussians_, sigma);
   }
   std::shared_ptr<CVMetalTextureCache> CVMetalTextureCacheCreate() override {
     return std::make_shared<GpuTextureCache>(gpu_);
@@ -62,6 +90,7 @@ class Device final : public MTLDevice {
 
   const std::shared_ptr<SharedGpu> gpu_;
   const std::function<std::optional<std::string>()> libraryPath_;
+  std::shared_ptr<const GaussianKernels> gaussians_;
   std::weak_ptr<const PrivateConnection> connection_;
   std::string display_;
 };
