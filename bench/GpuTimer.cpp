@@ -15,6 +15,7 @@ constexpr std::uint32_t kBegin = 0, kEnd = 1;
 PFN_vkResetFences resetFences;
 PFN_vkBeginCommandBuffer beginCommandBuffer;
 PFN_vkEndCommandBuffer endCommandBuffer;
+bool hasNew;  ///< stamps, since they were last read
 VkDevice device;
 VkQueryPool stamps;
 
@@ -40,6 +41,7 @@ VkResult VKAPI_CALL stampBegin(VkCommandBuffer commands, const VkCommandBufferBe
 
 VkResult VKAPI_CALL stampEnd(VkCommandBuffer commands) {
   vkCmdWriteTimestamp(commands, VK_PIPELINE_STAGE_BOTTOM_OF_PIPE_BIT, stamps, kEnd);
+  hasNew = true;
   return endCommandBuffer(commands);
 }
 
@@ -58,16 +60,17 @@ GpuTimer::~GpuTimer() {
   if (stamps != VK_NULL_HANDLE) vkDestroyQueryPool(device, std::exchange(stamps, VK_NULL_HANDLE), nullptr);
 }
 
-void GpuTimer::finishFrame() {
-  if (stamps == VK_NULL_HANDLE) return;
+bool GpuTimer::finishFrame() {
+  if (!std::exchange(hasNew, false)) return false;
   std::array<std::uint64_t, 2> times{};
   vkDeviceWaitIdle(device);
   const VkResult result =
       vkGetQueryPoolResults(device, stamps, kBegin, 2, sizeof times, times.data(), sizeof times[0],
                             VK_QUERY_RESULT_64_BIT | VK_QUERY_RESULT_WAIT_BIT);
-  if (result != VK_SUCCESS) return;
+  if (result != VK_SUCCESS) return true;
   sum_ += static_cast<double>(times[kEnd] - times[kBegin]) * static_cast<double>(period_) / 1000;
   frames_ += 1;
+  return true;
 }
 
 double GpuTimer::mean() const { return frames_ > 0 ? sum_ / static_cast<double>(frames_) : 0; }

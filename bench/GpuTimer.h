@@ -17,8 +17,9 @@ class GpuTimer {
   /// Before the device goes.
   ~GpuTimer();
 
-  /// Waits until the last command buffer is done, and adds how long that took.
-  void finishFrame();
+  /// Waits until the last command buffer is done, and adds how long that took. False when there was none
+  /// since.
+  [[nodiscard]] bool finishFrame();
   /// Per frame, in microseconds; 0 without a frame.
   [[nodiscard]] double mean() const;
 

@@ -126,9 +126,14 @@ class MetalStage {
     CVPixelBufferUnlockBaseAddress(*frame());
     buffer_->setImage(frame(), static_cast<double>(count_));
   }
+  /// As views have it, from the next change on.
+  void setBlurRadius(float radius) {
+    blurRadius_ = radius;
+    changeSetting();
+  }
   /// Has every view drawn again at the next refresh, with the frame that it shows.
   void changeSetting() {
-    for (const auto& view : views_) view->setBlurRadius(0);
+    for (const auto& view : views_) view->setBlurRadius(blurRadius_);
   }
   /// One refresh of the display, and all that the main thread has to do then.
   void refresh() {
@@ -143,6 +148,7 @@ class MetalStage {
   std::vector<std::shared_ptr<RenderView>> views_;
   std::shared_ptr<QelKit::QelVideoImageBuffer> buffer_ = std::make_shared<QelKit::QelVideoImageBuffer>();
   std::size_t count_ = 0;
+  float blurRadius_ = 0;
 };
 
 }  // namespace QelUtilVideo

@@ -7,7 +7,7 @@
 
 #include "GpuTimer.h"
 #include "MetalStage.h"
-#include "MinimalVulkan.h"
+#include "MinimalDraw.h"
 
 #include <benchmark/benchmark.h>
 
@@ -21,29 +21,30 @@ FrameSize sizeOf(const benchmark::State& state) {
   return {static_cast<std::size_t>(state.range(0)), static_cast<std::size_t>(state.range(1))};
 }
 
-/// Calls `draw` once per iteration, and counts a frame as done when the processor is done with it.
+/// Draws a frame per iteration, which is done when the processor is done with it; whoever finds it busy yet
+/// draws none, and is asked again.
 template <class Draw>
 void drawFrames(benchmark::State& state, float period, Draw draw) {
   GpuTimer timer(period);
   for (auto _ : state) {
-    draw();
-    timer.finishFrame();
+    do draw();
+    while (!timer.finishFrame());
   }
   state.counters["gpu_us"] = timer.mean();
 }
 
 float timestampPeriod() {
-  static const float period = MinimalVulkan(16, 16).timestampPeriod();
+  static const float period = MinimalDevice().timestampPeriod();
   return period;
 }
 
 void minimal(benchmark::State& state, bool isNew) {
   const FrameSize size = sizeOf(state);
   const CVPixelBufferRef frame = makeFrame(size, FrameMemory::library);
-  MinimalVulkan program(static_cast<std::uint32_t>(size.width), static_cast<std::uint32_t>(size.height));
+  MinimalDraw program(static_cast<std::uint32_t>(size.width), static_cast<std::uint32_t>(size.height));
   program.draw(frame.get());
-  program.wait();
-  drawFrames(state, program.timestampPeriod(), [&] { program.draw(isNew ? frame.get() : nullptr); });
+  program.device().wait();
+  drawFrames(state, program.device().timestampPeriod(), [&] { program.draw(isNew ? frame.get() : nullptr); });
 }
 
 void library(benchmark::State& state, FrameMemory memory, bool isNew) {
