@@ -27,3 +27,10 @@ install(FILES ${CMAKE_BINARY_DIR}/QelUtilVideo.pc DESTINATION ${CMAKE_INSTALL_LI
 file(RELATIVE_PATH libraries /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
 set_target_properties(qelvideo PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
 install(TARGETS qelvideo RUNTIME COMPONENT tools)
+install(FILES ${CMAKE_BINARY_DIR}/share/manual/qelvideo.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+install(FILES ${CMAKE_BINARY_DIR}/share/bash/qelvideo DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+        COMPONENT tools)
+install(FILES ${CMAKE_BINARY_DIR}/share/zsh/_qelvideo DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
+        COMPONENT tools)
+install(FILES ${CMAKE_BINARY_DIR}/share/fish/qelvideo.fish
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tools)

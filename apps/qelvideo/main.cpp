@@ -7,9 +7,11 @@
 #include <string>
 
 #include "Commands.h"
+#include "Completion.h"
 #include "Failure.h"
 #include "HostLoop.h"
 #include "LogLines.h"
+#include "ManualPage.h"
 #include "Terminal.h"
 
 namespace {
@@ -17,11 +19,22 @@ namespace {
 constexpr int failed = 1;
 constexpr int wrongUsage = 2;
 
+/// What is made when the program is built, of how its command line is declared.
+std::string generated(const CLI::App& app, const std::string& what) {
+  if (what == "bash") return qelvideo::bashCompletion(app);
+  if (what == "zsh") return qelvideo::zshCompletion(app);
+  if (what == "fish") return qelvideo::fishCompletion(app);
+  return qelvideo::manualPage(app, QELVIDEO_VERSION);
+}
+
 void declare(CLI::App& app, qelvideo::Action& action, bool& logs) {
   app.set_version_flag("--version", [] {
     return "qelvideo " QELVIDEO_VERSION " (library revision " + QelUtilVideo::version() + ")";
   });
   app.add_flag("--log", logs, "Print the library's log lines on standard error");
+  app.add_option("--generate", "A completion script, or the manual page")
+      ->check(CLI::IsMember({"bash", "zsh", "fish", "manual"}))
+      ->group("");
   app.footer("Exit status: 0; 1 for a failure; 2 for wrong usage. `qelvideo COMMAND --help` tells more.");
   app.require_subcommand(0, 1);
   app.fallthrough();
@@ -46,7 +59,7 @@ void occupyStandardStreams() {
 
 /// Runs what the command line says; the exit status.
 int run(int argc, char** argv, qelvideo::Terminal& terminal) {
-  CLI::App app("Captures displays and windows, and shows live video.", "qelvideo");
+  CLI::App app("Captures displays, windows and cameras, and shows live video.", "qelvideo");
   qelvideo::Action action;
   bool logs = false;
   declare(app, action, logs);
@@ -54,6 +67,10 @@ int run(int argc, char** argv, qelvideo::Terminal& terminal) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : wrongUsage;
+  }
+  if (const CLI::Option& what = *app.get_option("--generate"); what.count() > 0) {
+    terminal.result(generated(app, what.as<std::string>()));
+    return 0;
   }
   if (!action) throw qelvideo::UsageFailure("name a command; `qelvideo --help` shows which there are");
   qelvideo::HostLoop loop;

@@ -26,3 +26,17 @@ c++ -std=c++20 "$source/tests/public/installed/host.cpp" -o "$folder/plain" $(pk
 say "$(LD_LIBRARY_PATH=${library%/*} "$folder/plain")" grey "The host that pkg-config helped to build"
 
 "$copy/bin/qelvideo" --version >"$folder/log" || { cat "$folder/log"; exit 1; }
+
+# Completion and manual page; what checks them need not be there.
+share=$copy/share
+complete() {
+  bash -c 'source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _qelvideo; echo "${COMPREPLY[*]}"' \
+    "$share/bash-completion/completions/qelvideo" "$@"
+}
+say "$(complete qelvideo vi)" view "Completion of a command"
+say "$(complete qelvideo --log view film.y4m --bac)" "--background --backend" "Completion of options"
+say "$(complete qelvideo view --backend o)" opengl "Completion of a choice"
+say "$(complete qelvideo view --screenshot v)" "" "Completion of a file"
+! command -v zsh >"$folder/log" || zsh -n "$share/zsh/site-functions/_qelvideo"
+! command -v fish >"$folder/log" || fish -n "$share/fish/vendor_completions.d/qelvideo.fish"
+! command -v groff >"$folder/log" || say "$(groff -man -ww -z "$share/man/man1/qelvideo.1" 2>&1)" "" "The manual page"
