@@ -24,6 +24,7 @@ inline constexpr GLenum GL_UNPACK_ALIGNMENT = 0x0CF5;
 inline constexpr GLenum GL_UNSIGNED_BYTE = 0x1401;
 inline constexpr GLenum GL_FLOAT = 0x1406;
 inline constexpr GLenum GL_RED = 0x1903;
+inline constexpr GLenum GL_RGBA = 0x1908;
 inline constexpr GLenum GL_LINEAR = 0x2601;
 inline constexpr GLenum GL_TEXTURE_MAG_FILTER = 0x2800;
 inline constexpr GLenum GL_TEXTURE_MIN_FILTER = 0x2801;
@@ -42,6 +43,9 @@ inline constexpr GLenum GL_LINK_STATUS = 0x8B82;
 inline constexpr GLenum GL_VALIDATE_STATUS = 0x8B83;
 inline constexpr GLenum GL_INFO_LOG_LENGTH = 0x8B84;
 inline constexpr GLenum GL_DRAW_FRAMEBUFFER_BINDING = 0x8CA6;
+inline constexpr GLenum GL_FRAMEBUFFER_COMPLETE = 0x8CD5;
+inline constexpr GLenum GL_COLOR_ATTACHMENT0 = 0x8CE0;
+inline constexpr GLenum GL_FRAMEBUFFER = 0x8D40;
 
 /// The OpenGL functions that the library calls, with their standard meaning; a context must be current
 /// on the calling thread.
@@ -68,6 +72,13 @@ class OpenGLFunctions {
   virtual void glTexSubImage2D(GLenum target, GLint level, GLint x, GLint y, GLsizei width, GLsizei height,
                                GLenum format, GLenum type, const void* pixels) = 0;
 
+  virtual void glGenFramebuffers(GLsizei count, GLuint* framebuffers) = 0;
+  virtual void glDeleteFramebuffers(GLsizei count, const GLuint* framebuffers) = 0;
+  virtual void glBindFramebuffer(GLenum target, GLuint framebuffer) = 0;
+  virtual void glFramebufferTexture2D(GLenum target, GLenum attachment, GLenum textureTarget, GLuint texture,
+                                      GLint level) = 0;
+  virtual GLenum glCheckFramebufferStatus(GLenum target) = 0;
+
   virtual GLuint glCreateShader(GLenum type) = 0;
   virtual void glDeleteShader(GLuint shader) = 0;
   virtual void glShaderSource(GLuint shader, GLsizei count, const GLchar* const* texts,
@@ -88,6 +99,7 @@ class OpenGLFunctions {
   virtual GLint glGetAttribLocation(GLuint program, const GLchar* name) = 0;
   virtual GLint glGetUniformLocation(GLuint program, const GLchar* name) = 0;
   virtual void glUniform1i(GLint location, GLint value) = 0;
+  virtual void glUniform2f(GLint location, GLfloat x, GLfloat y) = 0;
   virtual void glUniformMatrix4fv(GLint location, GLsizei count, GLboolean transpose,
                                   const GLfloat* value) = 0;
 

@@ -89,6 +89,10 @@ void Program::release() {
   program_ = vertexShader_ = fragmentShader_ = vertexArray_ = vertexBuffer_ = 0;
 }
 
+GLint Program::uniformLocation(const char* name) const {
+  return gl_.functions().glGetUniformLocation(program_, name);
+}
+
 void Program::compile(GLuint shader, const std::string& source) const {
   const GLchar* text = source.c_str();
   gl_.checked()->glShaderSource(shader, 1, &text, nullptr);
@@ -115,7 +119,7 @@ void Program::link() {
   OpenGLFunctions& functions = gl_.functions();
   positionLocation_ = functions.glGetAttribLocation(program_, "position");
   texcoordLocation_ = functions.glGetAttribLocation(program_, "texcoord");
-  transformLocation_ = functions.glGetUniformLocation(program_, "transform");
+  transformLocation_ = uniformLocation("transform");
   enableAttribute(positionLocation_, 0);
   enableAttribute(texcoordLocation_, texcoordOffset);
   gl_.checked()->glBindVertexArray(0);

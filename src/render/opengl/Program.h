@@ -9,6 +9,15 @@
 
 namespace QelUtilVideo::opengl {
 
+/// Covers all that is drawn on, as corners of x, y, u, v. Its v axis points up, unlike that of the quads
+/// that place a picture: a texture drawn through it keeps the order of its rows.
+inline constexpr std::array<float, 16> fullScreenQuad{
+    -1, -1, 0, 0,  //
+    1,  -1, 1, 0,  //
+    -1, 1,  0, 1,  //
+    1,  1,  1, 1,
+};
+
 /// A shader program that draws one textured quad: four corners of x, y, u, v floats as a triangle
 /// strip, taken to clip space by the uniform "transform". Its GL objects live from `prepare` to
 /// `release`. A program that does not compile or link is logged and still used; it draws nothing.
@@ -41,8 +50,8 @@ class Program {
   void draw() const;
   void release();
 
-  /// The GL name, 0 before `prepare`.
-  [[nodiscard]] GLuint name() const { return program_; }
+  /// Where a uniform of the linked program is; -1 when it has none of this name. Not checked.
+  [[nodiscard]] GLint uniformLocation(const char* name) const;
 
  private:
   void compile(GLuint shader, const std::string& source) const;

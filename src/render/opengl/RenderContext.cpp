@@ -36,7 +36,11 @@ class UnlockAtEnd {
 }  // namespace
 
 RenderContext::RenderContext(Platform& platform, const std::string& logName)
-    : gl_(platform.openGL(), logName), geometry_(platform.clock()), texture_(gl_), program_(gl_) {}
+    : gl_(platform.openGL(), logName),
+      geometry_(platform.clock()),
+      texture_(gl_),
+      program_(gl_),
+      blur_(gl_) {}
 
 RenderContext::~RenderContext() = default;
 
@@ -44,13 +48,13 @@ void RenderContext::prepare() {
   geometry_.setNeedsUpdate();
   texture_.prepare();
   program_.prepare();
+  blur_.prepare();
   program_.setup();
 
   if (!program_.use()) return;
-  OpenGLFunctions& functions = gl_.functions();
-  functions.glUniform1i(functions.glGetUniformLocation(program_.name(), "textureY"), 0);
+  gl_.functions().glUniform1i(program_.uniformLocation("textureY"), 0);
   if (!gl_.noError()) return;
-  gl_.checked()->glUniform1i(functions.glGetUniformLocation(program_.name(), "textureUV"), 1);
+  gl_.checked()->glUniform1i(program_.uniformLocation("textureUV"), 1);
 }
 
 RenderContext::DrawReason RenderContext::drawReason(const OpenGLRenderView& view) {
@@ -84,7 +88,7 @@ CGSize RenderContext::render(OpenGLRenderView& view, Geometry::Size viewport) {
   tellOfNewFrame(view, view.renderDelegate(), frame, lastTimestamp_);
   clear(settings);
   // Where the picture goes in the end: asked before anything else may be bound.
-  static_cast<void>(drawFramebuffer());
+  const GLuint target = drawFramebuffer();
 
   const bool filteredOut = frame && settings.deviceType && *settings.deviceType != frame->deviceType;
   if (!frame || filteredOut || !frame->pixelBuffer || !Texture::accepts(*frame->pixelBuffer)) {
@@ -96,12 +100,19 @@ CGSize RenderContext::render(OpenGLRenderView& view, Geometry::Size viewport) {
 
   const Geometry::Placement placement = geometry_.resize(viewport);
   publishFitMode(settings);
-  drawSharp(placement.changed);
+  const Blur::State blur = blur_.update(settings.blurRadius, geometry_.imageSize());
+  if (blur.active) {
+    drawBlurred(placement.changed, blur.changed, target);
+  } else {
+    // A blur that went off leaves the full-screen quad behind.
+    drawSharp(placement.changed || blur.changed);
+  }
   return {static_cast<double>(placement.effectiveSize.width),
           static_cast<double>(placement.effectiveSize.height)};
 }
 
 void RenderContext::release() {
+  blur_.release();
   program_.release();
   texture_.release();
 }
@@ -123,10 +134,10 @@ void RenderContext::clear(const RenderSettings& settings) const {
   gl_.checked()->glClear(GL_COLOR_BUFFER_BIT);
 }
 
-GLint RenderContext::drawFramebuffer() const {
+GLuint RenderContext::drawFramebuffer() const {
   GLint framebuffer = 0;
   gl_.checked()->glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &framebuffer);
-  return framebuffer;
+  return static_cast<GLuint>(framebuffer);
 }
 
 bool RenderContext::update(const FrameSnapshot& frame, const RenderSettings& settings) {
@@ -153,15 +164,46 @@ void RenderContext::publishFitMode(const RenderSettings& settings) {
   });
 }
 
-void RenderContext::drawSharp(bool placementChanged) {
+void RenderContext::drawSharp(bool quadChanged) const {
   const Geometry::Size viewport = geometry_.viewportSize();
   gl_.checked()->glViewport(0, 0, viewport.width, viewport.height);
-  if (placementChanged) {
+  if (quadChanged) {
     program_.use();
-    program_.setVertices(geometry_.makeVertices());
-    program_.setTransform(geometry_.makeTransform());
+    place(program_);
   }
   program_.draw();
+}
+
+void RenderContext::drawBlurred(bool placementChanged, bool blurChanged, GLuint target) const {
+  const Geometry::Size image = geometry_.imageSize();
+  gl_.checked()->glClearColor(0, 0, 0, 1);
+  gl_.checked()->glViewport(0, 0, image.width, image.height);
+
+  gl_.checked()->glBindFramebuffer(GL_FRAMEBUFFER, blur_.framebuffer(0));
+  gl_.checked()->glClear(GL_COLOR_BUFFER_BIT);
+  program_.use();
+  if (blurChanged) {
+    program_.setVertices(fullScreenQuad);
+    program_.setTransform(identityTransform);
+  }
+  program_.draw();
+
+  gl_.checked()->glBindFramebuffer(GL_FRAMEBUFFER, blur_.framebuffer(1));
+  gl_.checked()->glClear(GL_COLOR_BUFFER_BIT);
+  blur_.vertBlur().use();
+  blur_.vertBlur().draw();
+
+  const Geometry::Size viewport = geometry_.viewportSize();
+  gl_.checked()->glBindFramebuffer(GL_FRAMEBUFFER, target);
+  gl_.checked()->glViewport(0, 0, viewport.width, viewport.height);
+  blur_.horzBlur().use();
+  if (placementChanged || blurChanged) place(blur_.horzBlur());
+  blur_.horzBlur().draw();
+}
+
+void RenderContext::place(const Program& program) const {
+  program.setVertices(geometry_.makeVertices());
+  program.setTransform(geometry_.makeTransform());
 }
 
 }  // namespace QelUtilVideo::opengl

@@ -2,6 +2,7 @@
 
 #include "platform/Synchronised.h"
 #include "render/FrameSnapshot.h"
+#include "render/opengl/Blur.h"
 #include "render/opengl/GL.h"
 #include "render/opengl/Geometry.h"
 #include "render/opengl/Program.h"
@@ -40,7 +41,8 @@ struct RenderSettings {
   bool geometryNeedsUpdate = false;  ///< one that moves the picture; taken when it is next drawn
 };
 
-/// Draws the current frame of a data source: uploads its planes, places them, converts YUV to RGB.
+/// Draws the current frame of a data source: uploads its planes, converts YUV to RGB, blurs
+/// and places the picture.
 /// Settings may be read and changed on any thread. Everything else belongs to the drawing thread and
 /// happens with the GL context current and locked; host code that is called from there (data source,
 /// delegate) may throw, which ends as a record of the platform's troubles.
@@ -79,12 +81,15 @@ class RenderContext {
  private:
   [[nodiscard]] RenderSettings takeSettings();
   void clear(const RenderSettings& settings) const;
-  [[nodiscard]] GLint drawFramebuffer() const;
+  [[nodiscard]] GLuint drawFramebuffer() const;
   /// Uploads the frame, unless it is there already, and takes over its orientation. Answers whether
   /// there is a picture to draw, which may be the one before.
   [[nodiscard]] bool update(const FrameSnapshot& frame, const RenderSettings& settings);
   void publishFitMode(const RenderSettings& settings);
-  void drawSharp(bool placementChanged);
+  void drawSharp(bool quadChanged) const;
+  /// Draws through the blur onto the framebuffer `target`.
+  void drawBlurred(bool placementChanged, bool blurChanged, GLuint target) const;
+  void place(const Program& program) const;
 
   GL gl_;
   Synchronised<RenderSettings> settings_;
@@ -93,6 +98,7 @@ class RenderContext {
   Geometry geometry_;
   Texture texture_;
   Program program_;
+  Blur blur_;
 };
 
 }  // namespace QelUtilVideo::opengl

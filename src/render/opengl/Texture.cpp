@@ -1,5 +1,7 @@
 #include "render/opengl/Texture.h"
 
+#include "render/opengl/TextureUnit.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <limits>
@@ -14,7 +16,7 @@ constexpr std::array<GLenum, 2> planeFormats{GL_RED, GL_RG};
 /// Rows begin at multiples of this many bytes unless OpenGL is told otherwise.
 constexpr GLint defaultRowAlignment = 4;
 
-constexpr GLenum textureUnit(std::size_t plane) { return GL_TEXTURE0 + static_cast<GLenum>(plane); }
+constexpr GLuint textureUnit(std::size_t plane) { return static_cast<GLuint>(plane); }
 
 /// A texel of plane 0 is one byte, one of plane 1 two.
 constexpr std::size_t bytesPerTexel(std::size_t plane) { return plane + 1; }
@@ -42,12 +44,7 @@ void Texture::prepare() {
   size_ = {};
   gl_.checked()->glGenTextures(2, texture_.data());
   for (std::size_t plane = 0; plane < 2; ++plane) {
-    gl_.checked()->glActiveTexture(textureUnit(plane));
-    gl_.checked()->glBindTexture(GL_TEXTURE_2D, texture_[plane]);
-    gl_.checked()->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    gl_.checked()->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    gl_.checked()->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    gl_.checked()->glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    bindClampedToUnit(gl_, textureUnit(plane), texture_[plane]);
   }
 }
 
@@ -70,8 +67,7 @@ void Texture::uploadPlane(const CVPixelBuffer& pixelBuffer, std::size_t plane) {
   const std::byte* base = CVPixelBufferGetBaseAddressOfPlane(pixelBuffer, plane);
   const GLenum format = planeFormats[plane];
 
-  gl_.checked()->glActiveTexture(textureUnit(plane));
-  gl_.checked()->glBindTexture(GL_TEXTURE_2D, texture_[plane]);
+  bindToUnit(gl_, textureUnit(plane), texture_[plane]);
   gl_.checked()->glPixelStorei(GL_UNPACK_ROW_LENGTH, static_cast<GLint>(bytesPerRow / bytesPerTexel(plane)));
   // Rows that hosts laid out more tightly than OpenGL expects would come out slanted.
   const bool unaligned = bytesPerRow % defaultRowAlignment != 0;

@@ -41,10 +41,12 @@ class RecordingGL final : public OpenGLFunctions {
   GLint compileStatus = 1;
   GLint linkStatus = 1;
   GLint validateStatus = 1;
+  GLenum framebufferStatus = GL_FRAMEBUFFER_COMPLETE;
   std::string shaderInfoLog;  ///< its length is reported with the terminating zero; empty: 0
   /// Attributes and uniforms by name; any other name is at -1.
-  std::map<std::string, GLint> locations{
-      {"position", 0}, {"texcoord", 1}, {"transform", 2}, {"textureY", 3}, {"textureUV", 4}};
+  std::map<std::string, GLint> locations{{"position", 0},    {"texcoord", 1},  {"transform", 2},
+                                         {"textureY", 3},    {"textureUV", 4}, {"texelSize", 5},
+                                         {"inputTexture", 6}};
   /// Called with each call's text, `glGetError` included, before it is recorded.
   std::function<void(const std::string& call)> beforeCall;
 
@@ -73,6 +75,17 @@ class RecordingGL final : public OpenGLFunctions {
     note("glTexSubImage2D", target, level, x, y, width, height, format, type);
     readTexels(width, height, format, pixels);
   }
+  void glGenFramebuffers(GLsizei n, GLuint* names) override { generate("glGenFramebuffers", n, names); }
+  void glDeleteFramebuffers(GLsizei n, const GLuint*) override { note("glDeleteFramebuffers", n); }
+  void glBindFramebuffer(GLenum target, GLuint name) override { note("glBindFramebuffer", target, name); }
+  void glFramebufferTexture2D(GLenum target, GLenum attachment, GLenum textureTarget, GLuint texture,
+                              GLint level) override {
+    note("glFramebufferTexture2D", target, attachment, textureTarget, texture, level);
+  }
+  GLenum glCheckFramebufferStatus(GLenum target) override {
+    note("glCheckFramebufferStatus", target);
+    return framebufferStatus;
+  }
   GLuint glCreateShader(GLenum type) override { return create("glCreateShader", type); }
   void glDeleteShader(GLuint shader) override { note("glDeleteShader", shader); }
   void glShaderSource(GLuint shader, GLsizei n, const GLchar* const* texts, const GLint* lengths) override;
@@ -93,6 +106,7 @@ class RecordingGL final : public OpenGLFunctions {
   GLint glGetAttribLocation(GLuint program, const GLchar* name) override;
   GLint glGetUniformLocation(GLuint program, const GLchar* name) override;
   void glUniform1i(GLint location, GLint value) override { note("glUniform1i", location, value); }
+  void glUniform2f(GLint location, GLfloat x, GLfloat y) override { note("glUniform2f", location, x, y); }
   void glUniformMatrix4fv(GLint location, GLsizei n, GLboolean transpose, const GLfloat*) override {
     note("glUniformMatrix4fv", location, n, int{transpose});
   }

@@ -11,15 +11,18 @@
 #undef glActiveTexture
 #undef glAttachShader
 #undef glBindBuffer
+#undef glBindFramebuffer
 #undef glBindTexture
 #undef glBindVertexArray
 #undef glBufferData
+#undef glCheckFramebufferStatus
 #undef glClear
 #undef glClearColor
 #undef glCompileShader
 #undef glCreateProgram
 #undef glCreateShader
 #undef glDeleteBuffers
+#undef glDeleteFramebuffers
 #undef glDeleteProgram
 #undef glDeleteShader
 #undef glDeleteTextures
@@ -27,7 +30,9 @@
 #undef glDetachShader
 #undef glDrawArrays
 #undef glEnableVertexAttribArray
+#undef glFramebufferTexture2D
 #undef glGenBuffers
+#undef glGenFramebuffers
 #undef glGenTextures
 #undef glGenVertexArrays
 #undef glGetAttribLocation
@@ -45,6 +50,7 @@
 #undef glTexParameteri
 #undef glTexSubImage2D
 #undef glUniform1i
+#undef glUniform2f
 #undef glUniformMatrix4fv
 #undef glUseProgram
 #undef glValidateProgram
@@ -94,6 +100,22 @@ class EpoxyFunctions final : public OpenGLFunctions {
                        GLenum format, GLenum type, const void* pixels) override {
     call(epoxy_glTexSubImage2D, target, level, x, y, width, height, format, type, pixels);
   }
+  void glGenFramebuffers(GLsizei count, GLuint* framebuffers) override {
+    call(epoxy_glGenFramebuffers, count, framebuffers);
+  }
+  void glDeleteFramebuffers(GLsizei count, const GLuint* framebuffers) override {
+    call(epoxy_glDeleteFramebuffers, count, framebuffers);
+  }
+  void glBindFramebuffer(GLenum target, GLuint framebuffer) override {
+    call(epoxy_glBindFramebuffer, target, framebuffer);
+  }
+  void glFramebufferTexture2D(GLenum target, GLenum attachment, GLenum textureTarget, GLuint texture,
+                              GLint level) override {
+    call(epoxy_glFramebufferTexture2D, target, attachment, textureTarget, texture, level);
+  }
+  GLenum glCheckFramebufferStatus(GLenum target) override {
+    return call(epoxy_glCheckFramebufferStatus, target);
+  }
   GLuint glCreateShader(GLenum type) override { return call(epoxy_glCreateShader, type); }
   void glDeleteShader(GLuint shader) override { call(epoxy_glDeleteShader, shader); }
   void glShaderSource(GLuint shader, GLsizei count, const GLchar* const* texts,
@@ -127,6 +149,7 @@ class EpoxyFunctions final : public OpenGLFunctions {
     return call(epoxy_glGetUniformLocation, program, name);
   }
   void glUniform1i(GLint location, GLint value) override { call(epoxy_glUniform1i, location, value); }
+  void glUniform2f(GLint location, GLfloat x, GLfloat y) override { call(epoxy_glUniform2f, location, x, y); }
   void glUniformMatrix4fv(GLint location, GLsizei count, GLboolean transpose, const GLfloat* value) override {
     call(epoxy_glUniformMatrix4fv, location, count, transpose, value);
   }
