@@ -89,18 +89,16 @@ Picture blurred(const Picture& picture, PixelCount size, const Taps& taps, bool 
   return result;
 }
 
-Picture blurred(const CVPixelBuffer& card, const Taps& taps) {
-  const PixelCount size{card.width(), card.height()};
+Picture pictureOf(const CGImage& image) {
+  const auto code = [](std::byte value) { return static_cast<double>(std::to_integer<int>(value)); };
   Picture picture;
-  for (std::size_t y = 0; y < size.height; ++y) {
-    for (std::size_t x = 0; x < size.width; ++x) {
-      Color color = colorOf(card, (static_cast<double>(x) + 0.5) / static_cast<double>(size.width),
-                            (static_cast<double>(y) + 0.5) / static_cast<double>(size.height));
-      for (double& component : color) component = std::round(component);
-      picture.push_back(color);
+  for (std::size_t y = 0; y < image.height(); ++y) {
+    const std::byte* pixel = image.dataProvider()->bytes()->data() + y * image.layout().bytesPerRow;
+    for (std::size_t x = 0; x < image.width(); ++x, pixel += 4) {
+      picture.push_back({code(pixel[2]), code(pixel[1]), code(pixel[0])});
     }
   }
-  return blurred(blurred(picture, size, taps, true), size, taps, false);
+  return picture;
 }
 
 /// The largest distance between what is shown, turned by the orientation, and a picture of the stored frame.
@@ -146,8 +144,16 @@ class BlurredPresentation : public PresentationStage {
     view->setBlurRadius(
         static_cast<float>((pixels - 0.5) / std::sqrt(static_cast<double>(size.width * size.height))));
   }
-  void expectBlurred(const TestCard& card, const Taps& taps, CGImagePropertyOrientation orientation) {
-    const Picture expected = blurred(*card.pixels(), taps);
+  /// The card as it is shown sharp, in a window of its size: what is blurred are those colours.
+  Picture sharp(const TestCard& card) {
+    view->setBlurRadius(0);
+    show(card);
+    expectShown(card.size(), card, {});
+    return pictureOf(*window->image());
+  }
+  void expectBlurred(const Picture& picture, const TestCard& card, const Taps& taps,
+                     CGImagePropertyOrientation orientation = CGImagePropertyOrientation::up) {
+    const Picture expected = blurred(blurred(picture, card.size(), taps, true), card.size(), taps, false);
     double off = 0;
     EXPECT_TRUE(serveUntil([&] {
       off = difference(window->image(), expected, card.size(), orientation);
@@ -162,18 +168,19 @@ TEST_P(BlurredPresentation, weighsItsOwnTapsOfEveryTexelAlsoAtTheBorders) {
   const TestCard card({54, 42});
   for (const auto& [isProcessorsOwn, tapsOf] : paths()) {
     open(card.size(), isProcessorsOwn);
+    const Picture picture = sharp(card);
     for (const auto& [pixels, orientation] :
          {std::pair(1, up), std::pair(5, down), std::pair(10, upMirrored), std::pair(16, up)}) {
       SCOPED_TRACE(testing::Message() << pixels << " pixels, the processor's own: " << isProcessorsOwn);
       setRadius(pixels, card.size());
       show(card, orientation);
-      expectBlurred(card, tapsOf(pixels), orientation);
+      expectBlurred(picture, card, tapsOf(pixels), orientation);
     }
     window->setContentSize({42, 54});
     setRadius(5, card.size());
     for (const CGImagePropertyOrientation orientation : {right, left}) {
       show(card, orientation);
-      expectBlurred(card, tapsOf(5), orientation);
+      expectBlurred(picture, card, tapsOf(5), orientation);
     }
     EXPECT_TRUE(serveUntil([&] { return view->contentSize() == CGSize{42, 54}; }));
   }
@@ -183,21 +190,22 @@ TEST_P(BlurredPresentation, comesAndGoesWithItsRadiusAndFollowsTheFramesSize) {
   const TestCard small({36, 30}), large({54, 42});
   for (const auto& [isProcessorsOwn, tapsOf] : paths()) {
     open(large.size(), isProcessorsOwn);
-    show(large);
-    expectShown(large.size(), large, {});
+    const Picture picture = sharp(large);
     setRadius(5, large.size());
-    expectBlurred(large, tapsOf(5), CGImagePropertyOrientation::up);
+    expectBlurred(picture, large, tapsOf(5));
     for (const float none :
          {0.0F, -1.0F, std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
       view->setBlurRadius(none);
       expectShown(large.size(), large, {});
       view->setBlurRadius(1e30F);
-      expectBlurred(large, tapsOf(16), CGImagePropertyOrientation::up);
+      expectBlurred(picture, large, tapsOf(16));
     }
     window->setContentSize({36, 30});
-    setRadius(3, small.size());
+    setRadius(3, large.size());
     show(small);
-    expectBlurred(small, tapsOf(3), CGImagePropertyOrientation::up);
+    const Picture other = sharp(small);
+    setRadius(3, small.size());
+    expectBlurred(other, small, tapsOf(3));
   }
 }
 
@@ -205,6 +213,7 @@ TEST_P(BlurredPresentation, survivesAStorm) {
   const std::array cards{TestCard({54, 42}), TestCard({48, 36})};
   for (const auto& [isProcessorsOwn, tapsOf] : paths()) {
     open({54, 42}, isProcessorsOwn);
+    const Picture picture = sharp(cards[0]);
     for (std::size_t frame = 0; frame < 120; ++frame) {
       setRadius(static_cast<int>(frame * 7 % 17), {54, 42});
       if (frame % 3 == 0) show(cards[frame / 3 % 2]);
@@ -213,7 +222,7 @@ TEST_P(BlurredPresentation, survivesAStorm) {
     }
     show(cards[0]);
     setRadius(10, {54, 42});
-    expectBlurred(cards[0], tapsOf(10), CGImagePropertyOrientation::up);
+    expectBlurred(picture, cards[0], tapsOf(10));
   }
 }
 
