@@ -50,7 +50,7 @@ TEST_F(LayerRaceTest, aLayerThatIsTakenAwayGivesItsObjectsBackWhileItsThreadDraw
   });
   machine->openGL().refresh();
   backend().setWantsLayer(false);
-  EXPECT_EQ(gl().count("glDeleteProgram"), 1u);
+  EXPECT_EQ(gl().count("glDeleteProgram"), 3u);
   backend().setWantsLayer(true);
   machine->openGL().refresh();
   drawing.join();

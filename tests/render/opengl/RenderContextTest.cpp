@@ -49,7 +49,7 @@ TEST_F(RenderContextTest, preparingMakesTexturesAndProgramAndChecksEachCall) {
   view->setBlurRadius(0);
   callsOfOneRefresh();
   for (const char* setting : {"10242,33071)", "10243,33071)", "10241,9729)", "10240,9729)"}) {
-    EXPECT_EQ(gl().count(std::string("glTexParameteri(3553,") + setting), 2u) << setting;
+    EXPECT_EQ(gl().count(std::string("glTexParameteri(3553,") + setting), 4u) << setting;
   }
   EXPECT_THAT(gl().calls(), IsSupersetOf({"glVertexAttribPointer(0,2,5126,0,16,0)", "glUniform1i(3,0)",
                                           "glVertexAttribPointer(1,2,5126,0,16,8)", "glUniform1i(4,1)"}));
