@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -64,21 +65,21 @@ TEST(BlurKernelTest, theLargestKernelComputesItsOuterTapsPerPixel) {
   EXPECT_TRUE(
       vertex.ends_with("blurCoordinates[13] = texcoord.xy + texelSize * 13.487795393491103;\n"
                        "blurCoordinates[14] = texcoord.xy - texelSize * 13.487795393491103;\n}\n"));
-  const auto outer = [](const std::string& offset, const std::string& weight) {
-    const std::string start = "sum += texture(inputTexture, blurCoordinates[0] ";
-    const std::string end = " texelSize * " + offset + ") * " + weight + ";\n";
-    return start + "+" + end + start + "-" + end;
-  };
-  EXPECT_TRUE(fragment.ends_with(
+  std::string end =
       "sum += texture(inputTexture, blurCoordinates[13]) * 0.03894888878286273;\n"
-      "sum += texture(inputTexture, blurCoordinates[14]) * 0.03894888878286273;\n" +
-      outer("15.485843628206934", "0.035053815468126005") +
-      outer("17.483892294590255", "0.03105963091780349") +
-      outer("19.481941452026575", "0.027094307407003075") +
-      outer("21.479991159841575", "0.023269153472259996") +
-      outer("23.47804147729388", "0.01967450792012846") + outer("25.47609246356786", "0.016377512392895154") +
-      outer("27.474144177766497", "0.013421861555508365") +
-      outer("29.47219667890423", "0.010829248775881945") + "fragColor = sum;\n}\n"));
+      "sum += texture(inputTexture, blurCoordinates[14]) * 0.03894888878286273;\n";
+  std::istringstream numbers(
+      "15.485843628206934 0.035053815468126005 17.483892294590255 0.03105963091780349 19.481941452026575 "
+      "0.027094307407003075 21.479991159841575 0.023269153472259996 23.47804147729388 0.01967450792012846 "
+      "25.47609246356786 0.016377512392895154 27.474144177766497 0.013421861555508365 29.47219667890423 "
+      "0.010829248775881945");
+  for (std::string offset, weight; numbers >> offset >> weight;) {
+    for (const std::string sign : {" + ", " - "}) {
+      end += "sum += texture(inputTexture, blurCoordinates[0]" + sign + "texelSize * " + offset + ") * " +
+             weight + ";\n";
+    }
+  }
+  EXPECT_TRUE(fragment.ends_with(end + "fragColor = sum;\n}\n"));
   for (const std::string& text : {vertex, fragment}) {
     EXPECT_NE(text.find(" vec2 blurCoordinates[15];\n"), std::string::npos);
   }
@@ -105,25 +106,18 @@ struct BlurTest : RenderStage {
   /// The calls of a draw through a blur that is set up.
   std::vector<std::string> blurredDraw(bool quads, bool placement) {
     std::vector<std::string> calls = clearing;
-    const auto add = [&](std::vector<std::string> more) {
-      calls.insert(calls.end(), more.begin(), more.end());
+    const auto add = [&](const std::string& words) {
+      std::istringstream more(words);
+      for (std::string call; more >> call;) calls.push_back(call);
     };
-    const auto draw = [&](const char* array) {
-      add({std::string("glBindVertexArray(") + array + ")", "glDrawArrays(5,0,4)", "glBindVertexArray(0)"});
-    };
-    const auto send = [&](const char* vertices) {
-      add({std::string("glBindBuffer(34962,") + vertices + ")", "glBufferData(34962,64,35044)",
-           "glUniformMatrix4fv(2,1,0)"});
-    };
-    add({"glClearColor(0,0,0,1)", "glViewport(0,0,64,48)", "glBindFramebuffer(36160,10)", "glClear(16384)",
-         "glUseProgram(5)"});
-    if (quads) send("7");
-    draw("6");
-    add({"glBindFramebuffer(36160,11)", "glClear(16384)", "glUseProgram(14)"});
-    draw("15");
-    add({"glBindFramebuffer(36160,7)", "glViewport(0,0,640,360)", "glUseProgram(17)"});
-    if (quads || placement) send("19");
-    draw("18");
+    const std::string send = "glBufferData(34962,64,35044) glUniformMatrix4fv(2,1,0)";
+    const std::string draw = "glDrawArrays(5,0,4) glBindVertexArray(0)";
+    add("glClearColor(0,0,0,1) glViewport(0,0,64,48) glBindFramebuffer(36160,10) glClear(16384)");
+    add("glUseProgram(5)" + (quads ? " glBindBuffer(34962,7) " + send : ""));
+    add("glBindVertexArray(6) " + draw);
+    add("glBindFramebuffer(36160,11) glClear(16384) glUseProgram(14) glBindVertexArray(15) " + draw);
+    add("glBindFramebuffer(36160,7) glViewport(0,0,640,360) glUseProgram(17)");
+    add((quads || placement ? "glBindBuffer(34962,19) " + send : "") + " glBindVertexArray(18) " + draw);
     return calls;
   }
 };
@@ -132,32 +126,17 @@ TEST_F(BlurTest, aBlurIsSetUpOnceAndDrawnInThreePassesEndingOnTheViewsOwnFramebu
   auto calls = callsAt(0.05F);
   const auto setup = calls.begin() + 3;
   const auto passes = std::find(calls.begin(), calls.end(), "glViewport(0,0,64,48)") - 1;
+  std::istringstream steps(
+      "glActiveTexture(33986) glBindTexture(3553,8) glTexImage2D(3553,0,6408,64,48,0,6408,5121) "
+      "glBindFramebuffer(36160,10) glFramebufferTexture2D(36160,36064,3553,8,0) "
+      "glCheckFramebufferStatus(36160) glActiveTexture(33987) glBindTexture(3553,9) "
+      "glTexImage2D(3553,0,6408,64,48,0,6408,5121) glBindFramebuffer(36160,11) "
+      "glFramebufferTexture2D(36160,36064,3553,9,0) glCheckFramebufferStatus(36160) glCompileShader(12) "
+      "glCompileShader(13) glLinkProgram(14) glUseProgram(14) glBindBuffer(34962,16) "
+      "glBufferData(34962,64,35044) glUniformMatrix4fv(2,1,0) glUniform2f(5,0.015625,0) glUniform1i(6,2) "
+      "glLinkProgram(17) glUseProgram(17) glUniform2f(5,0,0.0208333) glUniform1i(6,3)");
   auto step = setup;
-  for (const char* call : {"glActiveTexture(33986)",
-                           "glBindTexture(3553,8)",
-                           "glTexImage2D(3553,0,6408,64,48,0,6408,5121)",
-                           "glBindFramebuffer(36160,10)",
-                           "glFramebufferTexture2D(36160,36064,3553,8,0)",
-                           "glCheckFramebufferStatus(36160)",
-                           "glActiveTexture(33987)",
-                           "glBindTexture(3553,9)",
-                           "glTexImage2D(3553,0,6408,64,48,0,6408,5121)",
-                           "glBindFramebuffer(36160,11)",
-                           "glFramebufferTexture2D(36160,36064,3553,9,0)",
-                           "glCheckFramebufferStatus(36160)",
-                           "glCompileShader(12)",
-                           "glCompileShader(13)",
-                           "glLinkProgram(14)",
-                           "glUseProgram(14)",
-                           "glBindBuffer(34962,16)",
-                           "glBufferData(34962,64,35044)",
-                           "glUniformMatrix4fv(2,1,0)",
-                           "glUniform2f(5,0.015625,0)",
-                           "glUniform1i(6,2)",
-                           "glLinkProgram(17)",
-                           "glUseProgram(17)",
-                           "glUniform2f(5,0,0.0208333)",
-                           "glUniform1i(6,3)"}) {
+  for (std::string call; steps >> call;) {
     step = std::find(step, passes, call);
     ASSERT_NE(step, passes) << call;
   }
