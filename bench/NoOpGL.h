@@ -29,6 +29,12 @@ class NoOpGL final : public OpenGLFunctions {
   void glTexImage2D(GLenum, GLint, GLint, GLsizei, GLsizei, GLint, GLenum, GLenum, const void*) override {}
   void glTexSubImage2D(GLenum, GLint, GLint, GLint, GLsizei, GLsizei, GLenum, GLenum, const void*) override {}
 
+  void glGenFramebuffers(GLsizei count, GLuint* names) override { generate(count, names); }
+  void glDeleteFramebuffers(GLsizei, const GLuint*) override {}
+  void glBindFramebuffer(GLenum, GLuint) override {}
+  void glFramebufferTexture2D(GLenum, GLenum, GLenum, GLuint, GLint) override {}
+  GLenum glCheckFramebufferStatus(GLenum) override { return GL_FRAMEBUFFER_COMPLETE; }
+
   GLuint glCreateShader(GLenum) override { return nextName_++; }
   void glDeleteShader(GLuint) override {}
   void glShaderSource(GLuint, GLsizei, const GLchar* const*, const GLint*) override {}
@@ -48,6 +54,7 @@ class NoOpGL final : public OpenGLFunctions {
   GLint glGetAttribLocation(GLuint, const GLchar*) override { return 0; }
   GLint glGetUniformLocation(GLuint, const GLchar*) override { return 0; }
   void glUniform1i(GLint, GLint) override {}
+  void glUniform2f(GLint, GLfloat, GLfloat) override {}
   void glUniformMatrix4fv(GLint, GLsizei, GLboolean, const GLfloat*) override {}
 
   void glGenVertexArrays(GLsizei count, GLuint* names) override { generate(count, names); }

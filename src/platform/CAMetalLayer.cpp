@@ -31,13 +31,16 @@ void CAMetalLayer::perform(const std::function<void()>& draw) {
     ~Drawing() { isDrawing = false; }
     bool& isDrawing;
   };
+  // Whoever marks it from here on has not been drawn.
+  isMarked_ = false;
   {
     const Drawing drawing(isDrawing_);
     draw();
   }
-  const bool isPresented = drawable_ && drawable_->isPresented();
-  if (isPresented) drawable_.reset();
-  isMarked_ = !isPresented || (surface_ && !surface_->isUsable());
+  const auto drawable = std::exchange(drawable_, nullptr);
+  const bool isPresented = drawable && drawable->isPresented();
+  if (isPresented) attempts_ = 0;
+  if (!isPresented || (surface_ && !surface_->isUsable())) isMarked_ = true;
   if (isMarked_) tryAgainLater();
 }
 

@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <volk.h>
 
 #include <algorithm>
 #include <array>
@@ -279,6 +280,70 @@ TEST_F(TextureCaches, uploadAgainWhatWasNeverSent) {
     EXPECT_LT(differenceWhenDrawn(next), kTolerance);
   }
   EXPECT_EQ(counters.uploads, 12U);
+}
+
+TEST_F(TextureCaches, haveRoomForManyViewsOfDifferentSizes) {
+  constexpr std::size_t views = 6;
+  std::vector<std::shared_ptr<GpuTextureCache>> caches;
+  std::vector<std::shared_ptr<CVPixelBufferPool>> pools;
+  for (std::size_t i = 0; i < views; ++i) {
+    caches.push_back(makeCache());
+    pools.push_back(CVPixelBufferPool::make(64 + 16 * i, 48, kNV12));
+  }
+  std::uint64_t before = 0;
+  for (int frame = 0; frame < 12; ++frame) {
+    if (frame == 6) before = cache_->counters().allocations;
+    for (std::size_t i = 0; i < views; ++i) {
+      (void)draw(*caches[i], painted(pools[i]->makePixelBuffer(), 1))->contents();
+    }
+  }
+  EXPECT_EQ(cache_->counters().allocations, before);
+}
+
+TEST_F(TextureCaches, keepTexturesOfAPassThatDrawsNothing) {
+  const auto surface = device_->makeSurface(std::nullopt);
+  const auto commands = queue_->commandBuffer();
+  {
+    const auto other = makeCache();
+    const auto picture = painted(CVPixelBufferPool::make(1024, 1024, kNV12)->makePixelBuffer(), 1);
+    const auto textures = metal::makeTextures(picture, *other, "[T]");
+    const auto drawable = surface->nextDrawable(64, 64);
+    const auto encoder = commands->renderCommandEncoder({drawable->texture(), {}});
+    encoder->setFragmentTexture(textures->textures[0], 0);
+    encoder->endEncoding();
+    commands->presentDrawable(drawable);
+    commands->commit();
+  }
+  cache_.reset();
+  EXPECT_TRUE(surface->contents());
+}
+
+TEST_F(TextureCaches, showNothingThatWasNotSentOrNotRead) {
+  static int failing;
+  static PFN_vkQueueSubmit submit;
+  static PFN_vkWaitForFences wait;
+  const auto picture = painted(CVPixelBufferPool::make(64, 48, kNV12)->makePixelBuffer(), 1);
+  failing = 1;
+  submit = std::exchange(
+      vkQueueSubmit, [](VkQueue queue, std::uint32_t n, const VkSubmitInfo* info, VkFence fence) {
+        return failing-- > 0 ? VK_ERROR_OUT_OF_DEVICE_MEMORY : submit(queue, n, info, fence);
+      });
+  const auto unsent = draw(*cache_, picture);
+  vkQueueSubmit = submit;
+  EXPECT_FALSE(unsent->contents());
+
+  const auto unread = draw(*cache_, picture);
+  wait = std::exchange(vkWaitForFences, [](VkDevice device, std::uint32_t n, const VkFence* fences,
+                                           VkBool32 all, std::uint64_t time) {
+    (void)wait(device, n, fences, all, time);
+    return VK_ERROR_DEVICE_LOST;
+  });
+  EXPECT_FALSE(unread->contents());
+  vkWaitForFences = wait;
+  const auto said = trouble_.copy();
+  EXPECT_THAT(said.front(), testing::HasSubstr("vkQueueSubmit"));
+  EXPECT_THAT(said.back(), testing::HasSubstr("vkWaitForFences"));
+  trouble_.with([](auto& all) { all.clear(); });
 }
 
 TEST_F(TextureCaches, giveNoTexturesOfALostProcessorOrOfWhatIsNoPlane) {

@@ -50,9 +50,12 @@ bool RenderContext::isDue() const {
 }
 
 std::optional<CGSize> RenderContext::draw(MetalRenderView_macOS& view) {
-  const auto size = drawCurrent(view);
-  needsUpdate_ = false;
-  return size;
+  struct Finished {
+    explicit Finished(std::atomic<bool>& flag) : needsUpdate(flag) {}
+    ~Finished() { needsUpdate = false; }
+    std::atomic<bool>& needsUpdate;
+  } const finished(needsUpdate_);
+  return drawCurrent(view);
 }
 
 std::optional<CGSize> RenderContext::drawCurrent(MetalRenderView_macOS& view) {
@@ -73,8 +76,10 @@ std::optional<CGSize> RenderContext::drawCurrent(MetalRenderView_macOS& view) {
     const bool isSameSource = lastMetadata_ && lastMetadata_->made(source, *frame);
     const bool animated = isSameSource && rotateAnimationEnabled_;
     geometry_.updateOrientation(frame->orientation, animated, planes->imageSize);
-    const CGSize drawableSize = view.drawableSize();
-    const Geometry::Size effective = geometry_.resize(*device_, {drawableSize.width, drawableSize.height});
+    // Of the drawable that there is, while the view may be larger by now.
+    const auto target = drawable->texture();
+    const Geometry::Size effective = geometry_.resize(
+        *device_, {static_cast<double>(target->width()), static_cast<double>(target->height())});
     shown = {effective.width, effective.height};
     drawImage(*commands, *pass, *planes);
     lastMetadata_.emplace(source, *frame);

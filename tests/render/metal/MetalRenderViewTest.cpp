@@ -319,8 +319,10 @@ TEST_F(MetalViews, showWhatTheyDrewWhateverTheHostDoesMeanwhile) {
     machine->displayLinks().refresh();
     machine->runMain();
     delegate->react = nullptr;
-    ASSERT_THAT(record().passes, SizeIs(1));
-    EXPECT_THAT(record().presented, ElementsAre(record().passes[0].target));
+    ASSERT_THAT(record().passes, Not(IsEmpty()));
+    ASSERT_THAT(record().presented, SizeIs(record().passes.size()));
+    EXPECT_EQ(record().presented[0], record().passes[0].target);
+    EXPECT_EQ(record().presented.back(), record().passes.back().target);
     EXPECT_EQ(delegate->told, told + 1);
   };
   showsWhatItDrew(1, [&] { view->setFrame({{0, 0}, {100, 50}}); });
@@ -330,6 +332,41 @@ TEST_F(MetalViews, showWhatTheyDrewWhateverTheHostDoesMeanwhile) {
   });
   const auto other = NSWindow::makeOffscreen({50, 50});
   showsWhatItDrew(3, [&] { other->contentView()->addSubview(view); });
+}
+
+TEST_F(MetalViews, areDrawnAgainWhenTheHostResizesThemMeanwhile) {
+  show();
+  const auto delegate = std::make_shared<CountingDelegate>();
+  view->setDelegate(delegate);
+  view->setImageBuffer(buffer);
+  delegate->react = [&] { view->setFrame({{0, 0}, {100, 300}}); };
+  setImage(2);
+  EXPECT_EQ(draws(), 2U);
+  ASSERT_THAT(record().passes, SizeIs(2));
+  EXPECT_EQ(record().passes[0].target->width(), 640U);
+  EXPECT_NE(record().passes[0].vertexBuffers, record().passes[1].vertexBuffers) << "each for its own target";
+  EXPECT_EQ(record().passes[1].target->width(), 100U);
+  EXPECT_EQ(record().passes[1].target->height(), 300U);
+}
+
+TEST_F(MetalViews, areTriedAgainHoweverOftenTheProcessorWasBusyBefore) {
+  show();
+  view->setImageBuffer(buffer);
+  for (int i = 1; i <= 130; ++i) {
+    record().hasNoDrawable = true;
+    setImage(i);
+    draws();
+    record().hasNoDrawable = false;
+    EXPECT_EQ(draws(), 1U);
+    machine->advance(0.1);
+  }
+  record().hasNoDrawable = true;
+  view->setImageBuffer(nullptr);
+  draws();
+  record().hasNoDrawable = false;
+  record().passes.clear();
+  machine->advance(5);
+  EXPECT_THAT(record().passes, SizeIs(1));
 }
 
 TEST_F(MetalViews, areDrawnWhereTheyAre) {

@@ -51,8 +51,9 @@ std::size_t ComputePipeline::firstAfter(std::size_t binding) const {
 VkPipeline ComputePipeline::on(const std::shared_ptr<Gpu>& gpu) {
   if (gpu != gpu_) {
     pipeline_ = {};
-    gpu_ = gpu;
-    (void)build();
+    auto before = std::exchange(gpu_, gpu);
+    // Else it is tried again.
+    if (!build()) gpu_ = std::move(before);
   }
   return pipeline_.get();
 }

@@ -40,6 +40,7 @@ bool DrawnPictures::isBusy() {
 }
 
 void DrawnPictures::show(std::shared_ptr<GpuTexture> picture, Submission& submission) {
+  if (submission.gpu() != gpu_) return;
   shown_ = std::move(picture);
   const auto isSame = [&](const auto& weak) { return weak.lock().get() == &submission; };
   if (std::ranges::none_of(underWay_, isSame)) underWay_.push_back(submission.weak_from_this());
@@ -64,7 +65,7 @@ CGImageRef DrawnPictures::contents() const {
   vkCmdPipelineBarrier(submission->commands(), VK_PIPELINE_STAGE_TRANSFER_BIT, VK_PIPELINE_STAGE_HOST_BIT, 0,
                        1, &barrier, 0, nullptr, 0, nullptr);
   if (!submission->send()) return nullptr;
-  submission->wait();
+  if (!submission->wait()) return nullptr;
   CGImageLayout layout;
   layout.width = picture->width();
   layout.height = picture->height();

@@ -19,7 +19,8 @@ class DrawnPictures {
   /// One that nobody uses, in pixels; null when the processor is busy with two already, is lost, or has no
   /// memory.
   [[nodiscard]] std::shared_ptr<GpuTexture> take(std::size_t width, std::size_t height);
-  /// The picture is to be seen when the submission is carried out.
+  /// The picture is to be seen when the submission, which was sent, is carried out. Nothing for one of
+  /// another processor.
   void show(std::shared_ptr<GpuTexture> picture, Submission& submission);
   /// The one shown last, read back; null before the first. Waits for the processor.
   [[nodiscard]] CGImageRef contents() const;

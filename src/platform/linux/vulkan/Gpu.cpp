@@ -73,6 +73,12 @@ int rankOf(VkPhysicalDeviceType type) {
   }
 }
 
+/// Whether there is a loader. Any thread.
+bool hasLoader() {
+  static const bool isLoaded = volkInitialize() == VK_SUCCESS;
+  return isLoaded;
+}
+
 /// The loader's functions, which find the driver by the object they are called with: they serve every
 /// instance.
 void loadFunctions(VkInstance instance) {
@@ -96,7 +102,7 @@ std::uint32_t drawingFamily(VkPhysicalDevice device) {
 }  // namespace
 
 std::shared_ptr<Gpu> Gpu::open(TroubleHandler trouble) {
-  if (volkInitialize() != VK_SUCCESS || volkGetInstanceVersion() < kVersion) return nullptr;
+  if (!hasLoader() || volkGetInstanceVersion() < kVersion) return nullptr;
   std::shared_ptr<Gpu> gpu(new Gpu(std::move(trouble)));
   const bool isOpen = gpu->makeInstance() && gpu->chooseDevice() && gpu->makeDevice() && gpu->makeSampler() &&
                       gpu->makeLayouts() && gpu->makeRenderPass();

@@ -10,7 +10,9 @@ class GpuDrawable : public CAMetalDrawable {
  public:
   [[nodiscard]] bool isPresented() const override { return isPresented_; }
   /// Adds what showing it takes to the commands.
-  void present(Submission& submission) {
+  virtual void present(Submission& submission) = 0;
+  /// The commands were sent off.
+  void noteSent(Submission& submission) {
     isPresented_ = true;
     show(submission);
   }

@@ -88,7 +88,7 @@ GpuBuffer::~GpuBuffer() {
 
 std::shared_ptr<GpuTexture> GpuTexture::make(std::shared_ptr<Gpu> gpu, std::size_t width, std::size_t height,
                                              MTLPixelFormat format, VkImageUsageFlags usage) {
-  constexpr std::size_t mostSide = 16384;
+  const std::size_t mostSide = gpu->properties().limits.maxImageDimension2D;
   if (width == 0 || height == 0 || width > mostSide || height > mostSide) return nullptr;
   std::shared_ptr<GpuTexture> made(new GpuTexture(std::move(gpu), width, height, format));
   made->isWritable_ = (usage & VK_IMAGE_USAGE_STORAGE_BIT) != 0;

@@ -44,7 +44,7 @@ class CommandBuffer final : public MTLCommandBuffer {
       presented_->present(*submission_);
       submission_->keep(presented_);
     }
-    submission_->send();
+    if (submission_->send() && presented_) presented_->noteSent(*submission_);
   }
 
  private:

@@ -11,6 +11,7 @@ class OffscreenDrawables::Drawable final : public GpuDrawable {
   Drawable(std::shared_ptr<GpuTexture> picture, std::shared_ptr<DrawnPictures> pictures)
       : picture_(std::move(picture)), pictures_(std::move(pictures)) {}
   [[nodiscard]] std::shared_ptr<MTLTexture> texture() const override { return picture_; }
+  void present(Submission&) override {}
 
  protected:
   void show(Submission& submission) override { pictures_->show(picture_, submission); }

@@ -3,6 +3,7 @@
 #include "platform/linux/vulkan/ShaderLibrary.h"
 
 #include <array>
+#include <utility>
 
 namespace QelUtilVideo {
 
@@ -22,8 +23,9 @@ Result<std::shared_ptr<MTLRenderPipelineState>> RenderPipeline::make(
 VkPipeline RenderPipeline::on(const std::shared_ptr<Gpu>& gpu) {
   if (gpu != gpu_) {
     pipeline_ = {};
-    gpu_ = gpu;
-    (void)build();
+    auto before = std::exchange(gpu_, gpu);
+    // Else it is tried again.
+    if (build()) gpu_ = std::move(before);
   }
   return pipeline_.get();
 }

@@ -9,8 +9,8 @@
 
 namespace QelUtilVideo {
 
-/// Uploads that something may lie idle for.
-inline constexpr std::size_t kMostIdle = 8;
+/// Uploads that something may lie idle for, for each object that there is.
+inline constexpr std::size_t kMostIdle = 3;
 
 /// Objects that are costly to make, to be used again and again: one that nobody but this holds is spare. One
 /// thread at a time.
@@ -36,11 +36,12 @@ class Spares {
     }
     return oldest ? oldest->object : nullptr;
   }
-  /// Removes those that were spare at this and the last `most` calls; the caller has them, to destroy them
-  /// where that does no harm.
+  /// Removes those that were spare at this and the last `most` calls times the number of all objects, which
+  /// is how often objects are asked for while each has its turn; the caller has them, to destroy them where
+  /// that does no harm.
   [[nodiscard]] Objects age(std::size_t most) {
     for (Kept& each : kept_) each.age = each.isSpare() ? each.age + 1 : 0;
-    const auto isYoung = [&](const Kept& each) { return each.age <= most; };
+    const auto isYoung = [&](const Kept& each) { return each.age <= most * kept_.size(); };
     const auto old = std::stable_partition(kept_.begin(), kept_.end(), isYoung);
     Objects removed;
     for (auto each = old; each != kept_.end(); ++each) removed.push_back(std::move(each->object));

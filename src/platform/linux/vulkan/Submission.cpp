@@ -63,7 +63,11 @@ bool Submission::isFree() {
   if (state_ == State::sent) {
     const VkResult result = vkGetFenceStatus(gpu_->device(), done_.get());
     if (result == VK_NOT_READY) return false;
-    if (gpu_->check(result, "vkGetFenceStatus")) gpu_->noteProgress();
+    if (gpu_->check(result, "vkGetFenceStatus")) {
+      gpu_->noteProgress();
+    } else if (!gpu_->isLost()) {
+      return false;
+    }
   }
   abandon();
   return state_ == State::free;
@@ -151,12 +155,19 @@ bool Submission::send() {
   return true;
 }
 
-void Submission::wait() {
+bool Submission::wait() {
+  if (state_ != State::sent) return true;
   const VkFence fence = done_.get();
-  if (state_ != State::sent) return;
-  const VkResult result =
-      vkWaitForFences(gpu_->device(), 1, &fence, VK_TRUE, std::numeric_limits<std::uint64_t>::max());
-  if (gpu_->check(result, "vkWaitForFences")) gpu_->noteProgress();
+  constexpr auto forEver = std::numeric_limits<std::uint64_t>::max();
+  const bool isDone =
+      gpu_->check(vkWaitForFences(gpu_->device(), 1, &fence, VK_TRUE, forEver), "vkWaitForFences");
+  if (isDone) {
+    gpu_->noteProgress();
+  } else if (!gpu_->isLost()) {
+    // For want of memory; this takes none.
+    gpu_->finish();
+  }
+  return isDone;
 }
 
 }  // namespace QelUtilVideo

@@ -55,8 +55,8 @@ class Submission : public std::enable_shared_from_this<Submission> {
   bool send();
   /// Forgets what was recorded. Not between `send` and the end of the work.
   void abandon();
-  /// Until the processor is done with what was sent.
-  void wait();
+  /// Until the processor is done with what was sent. False when it may not have carried it out.
+  bool wait();
 
  private:
   explicit Submission(std::shared_ptr<Gpu> gpu) : gpu_(std::move(gpu)) {}

@@ -26,6 +26,7 @@ void upload(const std::shared_ptr<GpuTexture>& texture, Submission& submission) 
                         static_cast<std::uint32_t>(texture->height()), 1};
   vkCmdCopyBufferToImage(commands, pending->bytes, texture->image(), copied.layout, 1, &region);
   imageBarrier(commands, texture->image(), copied, read);
+  submission.keep(texture);
   submission.keep(pending->owner);
   ++submission.gpu()->counters().uploads;
 }

@@ -12,13 +12,12 @@ class WindowDrawables::Drawable final : public GpuDrawable {
            std::shared_ptr<Swapchain> swapchain)
       : picture_(std::move(picture)), pictures_(std::move(pictures)), swapchain_(std::move(swapchain)) {}
   [[nodiscard]] std::shared_ptr<MTLTexture> texture() const override { return picture_; }
+  void present(Submission& submission) override {
+    if (submission.gpu() == picture_->gpu()) swapchain_->show(*picture_, submission);
+  }
 
  protected:
-  void show(Submission& submission) override {
-    if (submission.gpu() != picture_->gpu()) return;
-    pictures_->show(picture_, submission);
-    swapchain_->show(*picture_, submission);
-  }
+  void show(Submission& submission) override { pictures_->show(picture_, submission); }
 
  private:
   const std::shared_ptr<GpuTexture> picture_;

@@ -16,7 +16,7 @@ constexpr std::size_t kMostRetired = 4;
 
 WindowSurface::~WindowSurface() {
   // What was shown may still be on its way.
-  if (swapchain_) surface_->gpu()->finish();
+  if (swapchain_ || !retired_.empty()) surface_->gpu()->finish();
 }
 
 std::shared_ptr<Swapchain> WindowSurface::acquire(std::size_t width, std::size_t height) {

@@ -20,7 +20,7 @@ class WindowSurface {
 
   /// The window or its server is gone.
   [[nodiscard]] bool isLost() const { return isLost_; }
-  /// One with a picture acquired, for a window that is to have that size;null: there is none just now.
+  /// One with a picture acquired, for a window that is to have that size; null: there is none just now.
   [[nodiscard]] std::shared_ptr<Swapchain> acquire(std::size_t width, std::size_t height);
 
  private:
