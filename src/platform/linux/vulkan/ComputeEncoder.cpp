@@ -47,7 +47,7 @@ void ComputeEncoder::dispatchThreadgroups(const MTLSize& threadgroups, const MTL
   if (set == VK_NULL_HANDLE) return;
   VkCommandBuffer commands = submission_->commands();
   for (std::size_t i = 0; i < textures_.size(); ++i) {
-    if (pipeline_->reads(i)) upload(textures_[i], *submission_);
+    if (pipeline_->reads(i)) recordUpload(textures_[i], *submission_);
     if (pipeline_->writes(i)) imageBarrier(commands, textures_[i]->image(), kDiscarded, kWritten);
   }
   vkCmdBindPipeline(commands, VK_PIPELINE_BIND_POINT_COMPUTE, pipeline);

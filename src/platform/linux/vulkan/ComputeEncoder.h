@@ -3,7 +3,7 @@
 #include "platform/Metal.h"
 #include "platform/linux/vulkan/ByteBuffer.h"
 #include "platform/linux/vulkan/ComputePipeline.h"
-#include "platform/linux/vulkan/GpuMemory.h"
+#include "platform/linux/vulkan/GpuTexture.h"
 #include "platform/linux/vulkan/Submission.h"
 
 #include <array>

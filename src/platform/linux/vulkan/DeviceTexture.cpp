@@ -1,5 +1,7 @@
 #include "platform/linux/vulkan/DeviceTexture.h"
 
+#include "platform/linux/vulkan/GpuBuffer.h"
+
 #include <cstdint>
 #include <cstring>
 #include <utility>
@@ -25,19 +27,19 @@ std::shared_ptr<GpuTexture> DeviceTexture::on(const std::shared_ptr<Gpu>& gpu) {
     picture_ = GpuTexture::make(gpu, width(), height(), pixelFormat(), usage);
     isReplaced_ = !bytes_.empty();
   }
-  if (picture_ && isReplaced_ && !prepareUpload(gpu)) return nullptr;
+  if (picture_ && isReplaced_ && !copyToStaging(gpu)) return nullptr;
   return picture_;
 }
 
-bool DeviceTexture::prepareUpload(const std::shared_ptr<Gpu>& gpu) {
+bool DeviceTexture::copyToStaging(const std::shared_ptr<Gpu>& gpu) {
   auto staging = GpuBuffer::make(gpu, bytes_.size(), VK_BUFFER_USAGE_TRANSFER_SRC_BIT);
   if (!staging) return false;
   std::memcpy(staging->bytes(), bytes_.data(), bytes_.size());
-  GpuTexture::Upload upload;
-  upload.bytes = staging->buffer();
-  upload.rowPixels = static_cast<std::uint32_t>(width());
-  upload.owner = std::move(staging);
-  picture_->setContents({}, std::move(upload));
+  GpuTexture::Source source;
+  source.bytes = staging->buffer();
+  source.rowPixels = static_cast<std::uint32_t>(width());
+  source.owner = std::move(staging);
+  picture_->setContents({}, std::move(source));
   isReplaced_ = false;
   return true;
 }

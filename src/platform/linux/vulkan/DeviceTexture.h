@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Metal.h"
-#include "platform/linux/vulkan/GpuMemory.h"
+#include "platform/linux/vulkan/GpuTexture.h"
 
 #include <cstddef>
 #include <memory>
@@ -25,7 +25,7 @@ class DeviceTexture final : public MTLTexture {
   [[nodiscard]] std::shared_ptr<GpuTexture> on(const std::shared_ptr<Gpu>& gpu);
 
  private:
-  [[nodiscard]] bool prepareUpload(const std::shared_ptr<Gpu>& gpu);
+  [[nodiscard]] bool copyToStaging(const std::shared_ptr<Gpu>& gpu);
 
   const MTLTextureDescriptor descriptor_;
   std::vector<std::byte> bytes_;  ///< rows without padding; none: never replaced

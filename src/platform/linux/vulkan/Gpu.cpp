@@ -292,6 +292,18 @@ std::uint32_t Gpu::memoryType(std::uint32_t types, VkMemoryPropertyFlags propert
   return std::numeric_limits<std::uint32_t>::max();
 }
 
+VulkanHandle<VkDeviceMemory> Gpu::allocate(const VkMemoryRequirements& needs,
+                                           VkMemoryPropertyFlags properties) {
+  const std::uint32_t type = memoryType(needs.memoryTypeBits, properties);
+  if (type == std::numeric_limits<std::uint32_t>::max()) return {};
+  auto info = vulkanStruct<VkMemoryAllocateInfo>(VK_STRUCTURE_TYPE_MEMORY_ALLOCATE_INFO);
+  info.allocationSize = needs.size;
+  info.memoryTypeIndex = type;
+  VkDeviceMemory memory = VK_NULL_HANDLE;
+  if (!check(vkAllocateMemory(device_, &info, nullptr, &memory), "vkAllocateMemory")) return {};
+  return {device_, memory, vkFreeMemory};
+}
+
 VkResult Gpu::submit(const VkSubmitInfo& work, VkFence done) {
   const MutexLock lock(queueMutex_);
   return vkQueueSubmit(queue_, 1, &work, done);

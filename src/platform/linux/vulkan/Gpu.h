@@ -84,6 +84,9 @@ class Gpu {
   [[nodiscard]] bool canShow() const { return canShow_; }
   /// A type of memory that fits `types` and has the properties; none: UINT32_MAX.
   [[nodiscard]] std::uint32_t memoryType(std::uint32_t types, VkMemoryPropertyFlags properties) const;
+  /// Memory of a type that has the properties; empty when there is none.
+  [[nodiscard]] VulkanHandle<VkDeviceMemory> allocate(const VkMemoryRequirements& needs,
+                                                      VkMemoryPropertyFlags properties);
 
   /// What addresses and sizes of the process's memory are multiples of to be read in place; 0 when it cannot
   /// be.

@@ -4,7 +4,7 @@
 
 namespace QelUtilVideo {
 
-GpuPlanes::GpuPlanes(std::shared_ptr<Gpu> gpu) : gpu_(std::move(gpu)), uploads_(gpu_) {}
+GpuPlanes::GpuPlanes(std::shared_ptr<Gpu> gpu) : gpu_(std::move(gpu)), sources_(gpu_) {}
 
 std::shared_ptr<GpuTexture> GpuPlanes::texture(const CVPixelBufferRef& picture, std::size_t plane) {
   if (gpu_->isLost()) return nullptr;
@@ -14,33 +14,27 @@ std::shared_ptr<GpuTexture> GpuPlanes::texture(const CVPixelBufferRef& picture, 
     return textures.find([&](const GpuTexture& each) { return each.contents() == contents; });
   });
   if (found) return found;
-  auto upload = uploads_.prepare(picture, plane);
+  auto source = sources_.of(picture, plane);
   const auto format = plane == 0 ? MTLPixelFormat::r8Unorm : MTLPixelFormat::rg8Unorm;
-  auto made = upload ? room(picture->planes()[plane], format) : nullptr;
-  if (made) made->setContents(contents, std::move(*upload));
+  auto made = source ? room(picture->planes()[plane], format) : nullptr;
+  if (made) made->setContents(contents, std::move(*source));
   return made;
 }
 
 void GpuPlanes::dropSpares() {
   const auto dropped = textures_.with([](auto& textures) { return textures.age(0); });
-  uploads_.dropSpares();
+  sources_.dropSpares();
 }
 
 std::shared_ptr<GpuTexture> GpuPlanes::room(const PixelPlane& plane, MTLPixelFormat format) {
   const auto fits = [&](const GpuTexture& each) {
     return each.width() == plane.width && each.height() == plane.height && each.pixelFormat() == format;
   };
-  auto found = textures_.with([&](const auto& textures) { return textures.take(fits); });
-  if (!found) {
-    found = GpuTexture::make(gpu_, plane.width, plane.height, format,
-                             VK_IMAGE_USAGE_SAMPLED_BIT | VK_IMAGE_USAGE_TRANSFER_DST_BIT);
-    if (!found) return nullptr;
+  return takeOrMake(textures_, fits, [&] {
     ++gpu_->counters().allocations;
-    textures_.with([&](auto& textures) { textures.add(found); });
-  }
-  // Outside the lock: a texture that was never drawn may have the last reference to a host's picture.
-  const auto dropped = textures_.with([](auto& textures) { return textures.age(kMostIdle); });
-  return found;
+    return GpuTexture::make(gpu_, plane.width, plane.height, format,
+                            VK_IMAGE_USAGE_SAMPLED_BIT | VK_IMAGE_USAGE_TRANSFER_DST_BIT);
+  });
 }
 
 }  // namespace QelUtilVideo

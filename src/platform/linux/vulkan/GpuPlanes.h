@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/Synchronised.h"
-#include "platform/linux/vulkan/GpuMemory.h"
-#include "platform/linux/vulkan/PlaneUploads.h"
+#include "platform/linux/vulkan/GpuTexture.h"
+#include "platform/linux/vulkan/PlaneSources.h"
 #include "platform/linux/vulkan/Spares.h"
 
 #include <QelUtilVideo/platform/CVPixelBuffer.h>
@@ -30,7 +30,7 @@ class GpuPlanes {
   [[nodiscard]] std::shared_ptr<GpuTexture> room(const PixelPlane& plane, MTLPixelFormat format);
 
   const std::shared_ptr<Gpu> gpu_;
-  PlaneUploads uploads_;
+  PlaneSources sources_;
   Synchronised<Spares<GpuTexture>> textures_;
 };
 

@@ -11,7 +11,7 @@ void RenderEncoder::endEncoding() {
   const auto target = std::dynamic_pointer_cast<GpuTexture>(descriptor_.texture);
   if (!target || target->framebuffer() == VK_NULL_HANDLE || target->gpu() != submission_->gpu()) return;
   for (const auto& texture : textures_) {
-    if (texture) upload(texture, *submission_);
+    if (texture) recordUpload(texture, *submission_);
   }
   const auto drawing = inputs();
   const auto& color = descriptor_.clearColor;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Synchronised.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
@@ -57,5 +59,20 @@ class Spares {
   };
   std::vector<Kept> kept_;
 };
+
+/// A spare one that fits, else what `make` answers, kept from here on; null when that does. Lets go of those
+/// that nobody has wanted for long.
+template <class T, class Fits, class Make>
+[[nodiscard]] std::shared_ptr<T> takeOrMake(Synchronised<Spares<T>>& spares, Fits&& fits, Make&& make) {
+  auto object = spares.with([&](const auto& all) { return all.take(fits); });
+  if (!object) {
+    object = make();
+    if (!object) return nullptr;
+    spares.with([&](auto& all) { all.add(object); });
+  }
+  // They go outside the lock.
+  const auto dropped = spares.with([](auto& all) { return all.age(kMostIdle); });
+  return object;
+}
 
 }  // namespace QelUtilVideo

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "platform/linux/vulkan/Gpu.h"
-#include "platform/linux/vulkan/GpuMemory.h"
+#include "platform/linux/vulkan/GpuBuffer.h"
+#include "platform/linux/vulkan/GpuTexture.h"
 
 #include <cstddef>
 #include <cstdint>

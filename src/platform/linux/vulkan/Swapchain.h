@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/vulkan/GpuMemory.h"
+#include "platform/linux/vulkan/GpuTexture.h"
 #include "platform/linux/vulkan/Submission.h"
 #include "platform/linux/vulkan/XcbSurface.h"
 

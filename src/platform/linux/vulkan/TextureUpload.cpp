@@ -6,8 +6,8 @@
 
 namespace QelUtilVideo {
 
-void upload(const std::shared_ptr<GpuTexture>& texture, Submission& submission) {
-  const GpuTexture::Upload* pending = texture->pendingUpload();
+void recordUpload(const std::shared_ptr<GpuTexture>& texture, Submission& submission) {
+  const GpuTexture::Source* pending = texture->pendingSource();
   if (!pending || !submission.copiesInto(texture)) return;
   constexpr ImageUse copied{VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL, VK_PIPELINE_STAGE_TRANSFER_BIT,
                             VK_ACCESS_TRANSFER_WRITE_BIT};

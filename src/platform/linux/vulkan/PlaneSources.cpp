@@ -1,4 +1,4 @@
-#include "platform/linux/vulkan/PlaneUploads.h"
+#include "platform/linux/vulkan/PlaneSources.h"
 
 #include "platform/PixelMemory.h"
 
@@ -20,32 +20,32 @@ std::size_t bytesPerPixel(std::size_t plane) { return plane + 1; }
 
 }  // namespace
 
-PlaneUploads::PlaneUploads(std::shared_ptr<Gpu> gpu)
+PlaneSources::PlaneSources(std::shared_ptr<Gpu> gpu)
     : gpu_(std::move(gpu)), imports_(std::make_shared<HostImports>(gpu_)) {}
 
-std::optional<GpuTexture::Upload> PlaneUploads::prepare(const CVPixelBufferRef& picture, std::size_t plane) {
-  auto upload = inPlace(picture, plane);
-  return upload ? upload : copied(*picture, plane);
+std::optional<GpuTexture::Source> PlaneSources::of(const CVPixelBufferRef& picture, std::size_t plane) {
+  auto source = inPlace(picture, plane);
+  return source ? source : copied(*picture, plane);
 }
 
-void PlaneUploads::dropSpares() {
+void PlaneSources::dropSpares() {
   const auto dropped = staging_.with([](auto& staging) { return staging.age(0); });
 }
 
-std::optional<GpuTexture::Upload> PlaneUploads::inPlace(const CVPixelBufferRef& picture, std::size_t plane) {
+std::optional<GpuTexture::Source> PlaneSources::inPlace(const CVPixelBufferRef& picture, std::size_t plane) {
   const auto memory = PixelMemory::of(*picture);
   const VkBuffer buffer = memory ? imports_->bufferOver(memory) : VkBuffer{VK_NULL_HANDLE};
   if (buffer == VK_NULL_HANDLE) return std::nullopt;
   const PixelPlane& rows = picture->planes()[plane];
-  GpuTexture::Upload upload;
-  upload.bytes = buffer;
-  upload.offset = static_cast<VkDeviceSize>(rows.baseAddress - memory->bytes());
-  upload.rowPixels = static_cast<std::uint32_t>(rows.bytesPerRow / bytesPerPixel(plane));
-  upload.owner = std::make_shared<InPlace>(InPlace{picture, imports_});
-  return upload;
+  GpuTexture::Source source;
+  source.bytes = buffer;
+  source.offset = static_cast<VkDeviceSize>(rows.baseAddress - memory->bytes());
+  source.rowPixels = static_cast<std::uint32_t>(rows.bytesPerRow / bytesPerPixel(plane));
+  source.owner = std::make_shared<InPlace>(InPlace{picture, imports_});
+  return source;
 }
 
-std::optional<GpuTexture::Upload> PlaneUploads::copied(CVPixelBuffer& picture, std::size_t plane) {
+std::optional<GpuTexture::Source> PlaneSources::copied(CVPixelBuffer& picture, std::size_t plane) {
   const PixelPlane& rows = picture.planes()[plane];
   const std::size_t rowBytes = rows.width * bytesPerPixel(plane);
   auto staging = room(rowBytes * rows.height);
@@ -56,25 +56,20 @@ std::optional<GpuTexture::Upload> PlaneUploads::copied(CVPixelBuffer& picture, s
   }
   (void)CVPixelBufferUnlockBaseAddress(picture, kCVPixelBufferLock_ReadOnly);
   gpu_->counters().bytesCopied += rowBytes * rows.height;
-  GpuTexture::Upload upload;
-  upload.bytes = staging->buffer();
-  upload.rowPixels = static_cast<std::uint32_t>(rows.width);
-  upload.owner = std::move(staging);
-  return upload;
+  GpuTexture::Source source;
+  source.bytes = staging->buffer();
+  source.rowPixels = static_cast<std::uint32_t>(rows.width);
+  source.owner = std::move(staging);
+  return source;
 }
 
-std::shared_ptr<GpuBuffer> PlaneUploads::room(std::size_t size) {
+std::shared_ptr<GpuBuffer> PlaneSources::room(std::size_t size) {
   // Not the memory of a far larger picture, which is to go.
   const auto fits = [&](const GpuBuffer& each) { return each.length() >= size && each.length() / 2 <= size; };
-  auto found = staging_.with([&](auto& staging) { return staging.take(fits); });
-  if (!found) {
-    found = GpuBuffer::make(gpu_, size, VK_BUFFER_USAGE_TRANSFER_SRC_BIT);
-    if (!found) return nullptr;
+  return takeOrMake(staging_, fits, [&] {
     ++gpu_->counters().allocations;
-    staging_.with([&](auto& staging) { staging.add(found); });
-  }
-  const auto dropped = staging_.with([](auto& staging) { return staging.age(kMostIdle); });
-  return found;
+    return GpuBuffer::make(gpu_, size, VK_BUFFER_USAGE_TRANSFER_SRC_BIT);
+  });
 }
 
 }  // namespace QelUtilVideo

@@ -1,6 +1,4 @@
-#include "platform/linux/vulkan/GpuMemory.h"
-
-#include <limits>
+#include "platform/linux/vulkan/GpuTexture.h"
 
 namespace QelUtilVideo {
 
@@ -24,18 +22,6 @@ VkFormat formatOf(MTLPixelFormat format, VkImageUsageFlags usage) {
   return isStorage ? VK_FORMAT_R8G8B8A8_UNORM : VK_FORMAT_B8G8R8A8_UNORM;
 }
 
-VulkanHandle<VkDeviceMemory> allocateMemory(Gpu& gpu, const VkMemoryRequirements& needs,
-                                            VkMemoryPropertyFlags properties) {
-  const std::uint32_t type = gpu.memoryType(needs.memoryTypeBits, properties);
-  if (type == std::numeric_limits<std::uint32_t>::max()) return {};
-  auto info = vulkanStruct<VkMemoryAllocateInfo>(VK_STRUCTURE_TYPE_MEMORY_ALLOCATE_INFO);
-  info.allocationSize = needs.size;
-  info.memoryTypeIndex = type;
-  VkDeviceMemory memory = VK_NULL_HANDLE;
-  if (!gpu.check(vkAllocateMemory(gpu.device(), &info, nullptr, &memory), "vkAllocateMemory")) return {};
-  return {gpu.device(), memory, vkFreeMemory};
-}
-
 }  // namespace
 
 std::size_t bytesPerPixel(MTLPixelFormat format) {
@@ -51,39 +37,6 @@ std::size_t bytesPerPixel(MTLPixelFormat format) {
       break;
   }
   return 4;
-}
-
-std::shared_ptr<GpuBuffer> GpuBuffer::make(std::shared_ptr<Gpu> gpu, std::size_t size,
-                                           VkBufferUsageFlags usage) {
-  std::shared_ptr<GpuBuffer> made(new GpuBuffer(std::move(gpu), size));
-  Gpu& owner = *made->gpu_;
-  auto info = vulkanStruct<VkBufferCreateInfo>(VK_STRUCTURE_TYPE_BUFFER_CREATE_INFO);
-  info.size = size;
-  info.usage = usage;
-  VkBuffer buffer = VK_NULL_HANDLE;
-  if (size == 0 || !owner.check(vkCreateBuffer(owner.device(), &info, nullptr, &buffer), "vkCreateBuffer")) {
-    return nullptr;
-  }
-  made->buffer_ = {owner.device(), buffer, vkDestroyBuffer};
-  VkMemoryRequirements needs{};
-  vkGetBufferMemoryRequirements(owner.device(), buffer, &needs);
-  made->memory_ = allocateMemory(owner, needs,
-                                 VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT);
-  if (!made->memory_) return nullptr;
-  void* bytes = nullptr;
-  if (!owner.check(vkBindBufferMemory(owner.device(), buffer, made->memory_.get(), 0),
-                   "vkBindBufferMemory") ||
-      !owner.check(vkMapMemory(owner.device(), made->memory_.get(), 0, VK_WHOLE_SIZE, 0, &bytes),
-                   "vkMapMemory")) {
-    return nullptr;
-  }
-  made->bytes_ = static_cast<std::byte*>(bytes);
-  return made;
-}
-
-GpuBuffer::~GpuBuffer() {
-  // In this order: memory goes last.
-  buffer_ = {};
 }
 
 std::shared_ptr<GpuTexture> GpuTexture::make(std::shared_ptr<Gpu> gpu, std::size_t width, std::size_t height,
@@ -110,7 +63,7 @@ bool GpuTexture::allocate(VkImageUsageFlags usage) {
   image_ = {device, image, vkDestroyImage};
   VkMemoryRequirements needs{};
   vkGetImageMemoryRequirements(device, image, &needs);
-  memory_ = allocateMemory(*gpu_, needs, VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT);
+  memory_ = gpu_->allocate(needs, VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT);
   if (!memory_ || !gpu_->check(vkBindImageMemory(device, image, memory_.get(), 0), "vkBindImageMemory"))
     return false;
 
@@ -136,12 +89,6 @@ bool GpuTexture::allocate(VkImageUsageFlags usage) {
     return false;
   framebuffer_ = {device, framebuffer, vkDestroyFramebuffer};
   return true;
-}
-
-GpuTexture::~GpuTexture() {
-  framebuffer_ = {};
-  view_ = {};
-  image_ = {};
 }
 
 }  // namespace QelUtilVideo

@@ -12,30 +12,6 @@
 
 namespace QelUtilVideo {
 
-/// Bytes that processor and graphics processor both reach.
-class GpuBuffer final : public MTLBuffer {
- public:
-  /// Null when there is no memory.
-  static std::shared_ptr<GpuBuffer> make(std::shared_ptr<Gpu> gpu, std::size_t size,
-                                         VkBufferUsageFlags usage);
-  GpuBuffer(const GpuBuffer&) = delete;
-  GpuBuffer& operator=(const GpuBuffer&) = delete;
-  ~GpuBuffer() override;
-
-  [[nodiscard]] VkBuffer buffer() const { return buffer_.get(); }
-  [[nodiscard]] std::byte* bytes() const { return bytes_; }
-  [[nodiscard]] std::size_t length() const override { return size_; }
-
- private:
-  GpuBuffer(std::shared_ptr<Gpu> gpu, std::size_t size) : gpu_(std::move(gpu)), size_(size) {}
-
-  const std::shared_ptr<Gpu> gpu_;
-  const std::size_t size_;
-  VulkanHandle<VkDeviceMemory> memory_;
-  VulkanHandle<VkBuffer> buffer_;
-  std::byte* bytes_ = nullptr;
-};
-
 [[nodiscard]] std::size_t bytesPerPixel(MTLPixelFormat format);
 
 /// A picture of the graphics processor.
@@ -46,7 +22,6 @@ class GpuTexture final : public MTLTexture {
                                           MTLPixelFormat format, VkImageUsageFlags usage);
   GpuTexture(const GpuTexture&) = delete;
   GpuTexture& operator=(const GpuTexture&) = delete;
-  ~GpuTexture() override;
 
   [[nodiscard]] std::size_t width() const override { return width_; }
   [[nodiscard]] std::size_t height() const override { return height_; }
@@ -70,20 +45,20 @@ class GpuTexture final : public MTLTexture {
     friend bool operator==(const Contents&, const Contents&) = default;
   };
   /// Where the bytes of that lie.
-  struct Upload {
+  struct Source {
     VkBuffer bytes = VK_NULL_HANDLE;
     VkDeviceSize offset = 0;
     std::uint32_t rowPixels = 0;  ///< distance of two rows
     std::shared_ptr<void> owner;  ///< the bytes last as long as it does
   };
   [[nodiscard]] const Contents& contents() const { return contents_; }
-  void setContents(const Contents& contents, Upload upload) {
+  void setContents(const Contents& contents, Source source) {
     contents_ = contents;
-    upload_ = std::move(upload);
+    source_ = std::move(source);
   }
   /// What everything that reads the picture has to copy into it first; null once that was sent off.
-  [[nodiscard]] const Upload* pendingUpload() const { return upload_ ? &*upload_ : nullptr; }
-  void setUploaded() { upload_.reset(); }
+  [[nodiscard]] const Source* pendingSource() const { return source_ ? &*source_ : nullptr; }
+  void setUploaded() { source_.reset(); }
 
  private:
   GpuTexture(std::shared_ptr<Gpu> gpu, std::size_t width, std::size_t height, MTLPixelFormat format)
@@ -93,14 +68,14 @@ class GpuTexture final : public MTLTexture {
   const std::shared_ptr<Gpu> gpu_;
   const std::size_t width_, height_;
   const MTLPixelFormat format_;
-  VulkanHandle<VkDeviceMemory> memory_;
+  VulkanHandle<VkDeviceMemory> memory_;  ///< goes last
   VulkanHandle<VkImage> image_;
   VulkanHandle<VkImageView> view_;
   VulkanHandle<VkFramebuffer> framebuffer_;
   bool isWritable_ = false;
   bool isWritten_ = false;
   Contents contents_;
-  std::optional<Upload> upload_;
+  std::optional<Source> source_;
 };
 
 }  // namespace QelUtilVideo

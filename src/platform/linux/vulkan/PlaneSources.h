@@ -1,7 +1,8 @@
 #pragma once
 
 #include "platform/Synchronised.h"
-#include "platform/linux/vulkan/GpuMemory.h"
+#include "platform/linux/vulkan/GpuBuffer.h"
+#include "platform/linux/vulkan/GpuTexture.h"
 #include "platform/linux/vulkan/HostImports.h"
 #include "platform/linux/vulkan/Spares.h"
 
@@ -15,20 +16,19 @@ namespace QelUtilVideo {
 
 /// Where the graphics processor takes the bytes of planes from: where they lie if it can, else from a copy.
 /// One thread at a time, except where said.
-class PlaneUploads {
+class PlaneSources {
  public:
-  explicit PlaneUploads(std::shared_ptr<Gpu> gpu);
+  explicit PlaneSources(std::shared_ptr<Gpu> gpu);
 
-  /// What brings a plane of a bi-planar picture, of one byte per pixel and number of the plane, into a
-  /// texture of its size; absent when there is no memory. Bytes that are read in place keep the picture until
-  /// the processor has them.
-  [[nodiscard]] std::optional<GpuTexture::Upload> prepare(const CVPixelBufferRef& picture, std::size_t plane);
+  /// Of a plane of a bi-planar picture, whose pixels have one byte in plane 0 and two in plane 1; absent when
+  /// there is no memory. Bytes that are read in place keep the picture until the processor has them.
+  [[nodiscard]] std::optional<GpuTexture::Source> of(const CVPixelBufferRef& picture, std::size_t plane);
   /// Lets memory go that nothing is copied from now. Any thread.
   void dropSpares();
 
  private:
-  [[nodiscard]] std::optional<GpuTexture::Upload> inPlace(const CVPixelBufferRef& picture, std::size_t plane);
-  [[nodiscard]] std::optional<GpuTexture::Upload> copied(CVPixelBuffer& picture, std::size_t plane);
+  [[nodiscard]] std::optional<GpuTexture::Source> inPlace(const CVPixelBufferRef& picture, std::size_t plane);
+  [[nodiscard]] std::optional<GpuTexture::Source> copied(CVPixelBuffer& picture, std::size_t plane);
   [[nodiscard]] std::shared_ptr<GpuBuffer> room(std::size_t size);
 
   const std::shared_ptr<Gpu> gpu_;
