@@ -178,6 +178,42 @@ TEST_F(CameraDevices, thatAreUnpluggedEndTheirSessionsAndLeaveTheList) {
   EXPECT_THAT(delegate_->events(), testing::Not(testing::Contains(testing::StartsWith("didFail"))));
 }
 
+TEST_F(CameraDevices, thatWereUnpluggedNeverStreamAnotherOneInTheirPlace) {
+  begin();
+  ASSERT_TRUE(camera_->start(delegate_));
+  EXPECT_TRUE(moreComes());
+  unplug();
+  EXPECT_TRUE(comes("didStop The camera was unplugged"));
+  EXPECT_TRUE(countIs(0));
+  plug("video0", "YUYV:160x120@30", {"--card", "Other Cam"});
+  EXPECT_TRUE(countIs(1));
+  EXPECT_FALSE(camera_->isAvailable());
+  const std::size_t before = delegate_->events().size();
+  if (camera_->start(delegate_)) {
+    EXPECT_TRUE(serveUntil([&] { return delegate_->events().size() == before + 2; }));
+    EXPECT_THAT(delegate_->events().back(),
+                testing::StartsWith("didFailToStart The camera is not connected"));
+  }
+  EXPECT_EQ(delegate_->lastFrame()->width(), 640U) << "none of the other one's";
+  camera_->stop();
+
+  // Nor one that nobody has told of yet.
+  camera_ = CapturableDeviceManager::cameraDevices()[0];
+  emulated_["video0"]->command("vanish");
+  emulated_["video0"] = nullptr;
+  emulated_["video0"] =
+      EmulatedCamera::start({.formats = "YUYV:320x240@30",
+                             .arguments = {"--card", "Third Cam"},
+                             .path = "/dev/shm/qel_" + std::to_string(::getpid()) + "video0"});
+  const auto told = [&] { return delegate_->events().size(); };
+  const std::size_t until = told() + 2;
+  ASSERT_TRUE(camera_->start(delegate_));
+  EXPECT_TRUE(serveUntil([&] { return told() == until; }));
+  EXPECT_THAT(delegate_->events().back(), testing::StartsWith("didFailToStart The camera is not connected"));
+  EXPECT_EQ(delegate_->lastFrame()->width(), 640U);
+  camera_->stop();
+}
+
 TEST_F(CameraDevices, sayWhyTheyDoNotStart) {
   EmulatedCamera& emulated = begin();
   emulated.command("busy on");

@@ -62,6 +62,7 @@ void LinuxCaptureSession::startRunning() {
     state.receiver = receiver;
     state.isInterrupted = false;
     state.earlyInterruption.reset();
+    state.hasEarlyEnd = false;
     state.earlyFailure.reset();
     return state.input;
   });
@@ -82,17 +83,28 @@ void LinuxCaptureSession::startRunning() {
   if (!opened.hasValue()) return postError(opened.error());
   if (!isStarted) return;
   post(AVCaptureSessionDidStartRunningNotification);
+  while (tellEarly(receiver)) continue;
+}
+
+bool LinuxCaptureSession::tellEarly(const std::shared_ptr<Receiver>& receiver) {
   std::optional<std::string> interruption;
-  const auto failure = state_.with([&](State& state) {
-    std::optional<NSError> early;
-    if (state.receiver != receiver) return early;
-    early = std::exchange(state.earlyFailure, std::nullopt);
-    state.phase = early ? Phase::idle : Phase::running;
-    if (!early) interruption = std::exchange(state.earlyInterruption, std::nullopt);
-    return early;
+  std::optional<NSError> failure;
+  const bool isOver = state_.with([&](State& state) {
+    if (state.receiver != receiver) return false;
+    failure = std::exchange(state.earlyFailure, std::nullopt);
+    if (failure) state.phase = Phase::idle;
+    if (failure) return false;
+    auto early = std::exchange(state.earlyInterruption, std::nullopt);
+    if (early && !std::exchange(state.isInterrupted, true)) interruption = std::move(early);
+    if (early) return false;
+    if (std::exchange(state.hasEarlyEnd, false)) return std::exchange(state.isInterrupted, false);
+    state.phase = Phase::running;
+    return false;
   });
   if (failure) postError(*failure);
-  if (interruption) interrupt(*receiver, *interruption);
+  if (interruption) postInterruption(*interruption);
+  if (isOver) post(AVCaptureSessionInterruptionEndedNotification);
+  return interruption || isOver;
 }
 
 void LinuxCaptureSession::stopRunning() {
@@ -122,18 +134,24 @@ void LinuxCaptureSession::deliver(const Receiver& from, CMSampleBuffer sample) {
 void LinuxCaptureSession::interrupt(const Receiver& from, const std::string& reason) {
   const bool isNews = state_.with([&](State& state) {
     if (state.receiver.get() != &from) return false;
-    if (state.phase == Phase::starting) state.earlyInterruption = reason;
+    if (state.phase == Phase::starting) {
+      state.earlyInterruption = reason;
+      state.hasEarlyEnd = false;
+    }
     return state.phase == Phase::running && !std::exchange(state.isInterrupted, true);
   });
-  if (!isNews) return;
-  center_.postNotificationName(AVCaptureSessionWasInterruptedNotification, shared_from_this(),
-                               {{AVCaptureSessionInterruptionReasonKey, reason}});
+  if (isNews) postInterruption(reason);
 }
 
 void LinuxCaptureSession::resume(const Receiver& from) {
   const bool isNews = state_.with([&](State& state) {
     if (state.receiver.get() != &from) return false;
     state.earlyInterruption.reset();
+    if (state.phase == Phase::starting) {
+      // It is told after what began it.
+      state.hasEarlyEnd = state.isInterrupted;
+      return false;
+    }
     return std::exchange(state.isInterrupted, false);
   });
   if (isNews) post(AVCaptureSessionInterruptionEndedNotification);
@@ -158,6 +176,11 @@ void LinuxCaptureSession::fail(const Receiver& from, const NSError& error) {
 }
 
 void LinuxCaptureSession::post(const char* name) { center_.postNotificationName(name, shared_from_this()); }
+
+void LinuxCaptureSession::postInterruption(const std::string& reason) {
+  center_.postNotificationName(AVCaptureSessionWasInterruptedNotification, shared_from_this(),
+                               {{AVCaptureSessionInterruptionReasonKey, reason}});
+}
 
 void LinuxCaptureSession::postError(const NSError& error) {
   center_.postNotificationName(AVCaptureSessionRuntimeErrorNotification, shared_from_this(),

@@ -38,13 +38,17 @@ class LinuxCaptureSession final : public AVCaptureSession {
     std::optional<NSError> earlyFailure;
     bool isInterrupted = false;                    ///< that was told, and not that it ended
     std::optional<std::string> earlyInterruption;  ///< its reason
+    bool hasEarlyEnd = false;                      ///< of one that was told
   };
 
+  /// Tells one of those things that came before the session ran; then there may be another. Else it runs.
+  [[nodiscard]] bool tellEarly(const std::shared_ptr<Receiver>& receiver);
   void deliver(const Receiver& from, CMSampleBuffer sample);
   void interrupt(const Receiver& from, const std::string& reason);
   void resume(const Receiver& from);
   void fail(const Receiver& from, const NSError& error);
   void post(const char* name);
+  void postInterruption(const std::string& reason);
   void postError(const NSError& error);
 
   NotificationCenter& center_;

@@ -143,7 +143,10 @@ struct JpegDecoder::Header {
   }
 };
 
-CVPixelBufferRef JpegDecoder::decode(std::span<const std::byte> file, const MakeFrame& makeFrame) {
+CVPixelBufferRef JpegDecoder::decode(std::span<const std::byte> bytes, const MakeFrame& makeFrame) {
+  // The decoder reads the header twice, and whoever feeds the camera may write there meanwhile.
+  file_.assign(bytes.begin(), bytes.end());
+  const std::span<const std::byte> file = file_;
   // One that has decoded a picture with Huffman tables would use them for a picture without.
   const Decoder decoder(tjInitDecompress());
   if (!decoder || file.empty()) return nullptr;

@@ -20,11 +20,12 @@ class JpegDecoder {
   /// Makes a bi-planar frame of a size in pixels, or null when it does not want to.
   using MakeFrame = std::function<CVPixelBufferRef(std::size_t width, std::size_t height)>;
 
-  /// The file's picture in a frame of `makeFrame`, whose codes are those of video range whatever its format
-  /// says. Null when the file is damaged (its end missing, codes that mean nothing), its picture is not one
-  /// of luma and chroma or of luma alone, or `makeFrame` gave none. Bytes that nobody claims between two
-  /// markers are no damage: many cameras leave some. Throws `std::bad_alloc`.
-  [[nodiscard]] CVPixelBufferRef decode(std::span<const std::byte> file, const MakeFrame& makeFrame);
+  /// The picture of the file in a frame of `makeFrame`, whose codes are those of video range whatever its
+  /// format says. Null when the file is damaged (its end missing, codes that mean nothing), its picture is
+  /// not one of luma and chroma or of luma alone, or `makeFrame` gave none. Bytes that nobody claims between
+  /// two markers are no damage: many cameras leave some. The bytes may change meanwhile. Throws
+  /// `std::bad_alloc`.
+  [[nodiscard]] CVPixelBufferRef decode(std::span<const std::byte> bytes, const MakeFrame& makeFrame);
 
  private:
   struct Header;
@@ -32,6 +33,7 @@ class JpegDecoder {
   [[nodiscard]] bool decodeInto(const LockedPixels& frame, void* decoder, std::span<const std::byte> file,
                                 const Header& header);
 
+  std::vector<std::byte> file_;                      ///< as it was when it was given
   std::array<std::vector<std::uint8_t>, 3> planes_;  ///< luma only where the frame cannot take it
 };
 

@@ -139,18 +139,17 @@ std::uint32_t CameraBuffers::waiting() const {
 }
 
 void CameraBuffers::end() {
-  const auto node = state_.with([&](State& state) {
-    if (!state.node) return std::shared_ptr<VideoNode>();
-    auto type = static_cast<int>(type_);
-    (void)state.node->control(VIDIOC_STREAMOFF, &type);
-    buffers_.clear();
-    // Frees the node for others, even if some of the memory is still looked at.
-    v4l2_requestbuffers none{};
-    none.type = type_;
-    none.memory = V4L2_MEMORY_MMAP;
-    (void)state.node->control(VIDIOC_REQBUFS, &none);
-    return std::exchange(state.node, nullptr);
-  });
+  const auto node = state_.with([](State& state) { return std::exchange(state.node, nullptr); });
+  if (!node) return;
+  // Both may take the driver seconds, which nobody who drops a frame has to wait for.
+  auto type = static_cast<int>(type_);
+  (void)node->control(VIDIOC_STREAMOFF, &type);
+  buffers_.clear();
+  // Frees the node for others, even if some of the memory is still looked at.
+  v4l2_requestbuffers none{};
+  none.type = type_;
+  none.memory = V4L2_MEMORY_MMAP;
+  (void)node->control(VIDIOC_REQBUFS, &none);
 }
 
 }  // namespace QelUtilVideo

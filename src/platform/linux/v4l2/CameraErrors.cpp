@@ -36,10 +36,13 @@ bool areSame(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-bool holds(const fs::path& process, const struct stat& node) {
+bool holds(const fs::path& process, const struct stat& node, const fs::path& path) {
   std::error_code error;
   fs::directory_iterator descriptors(process / "fd", error);
   for (; !error && descriptors != fs::directory_iterator(); descriptors.increment(error)) {
+    // Not every file answers: some lie on servers that are gone.
+    const fs::path target = fs::read_symlink(descriptors->path(), error);
+    if (std::exchange(error, {}) || (target != path && !target.string().starts_with("/dev/"))) continue;
     const auto open = statusOf(descriptors->path().string());
     if (open && areSame(*open, node)) return true;
   }
@@ -69,13 +72,14 @@ std::string systemText(int error) { return std::generic_category().message(error
 std::string whoHolds(const std::string& path) {
   const auto node = statusOf(path);
   if (!node) return {};
+  std::error_code error;
+  const fs::path place = fs::canonical(path, error);
   constexpr std::size_t mostNames = 3;
   std::vector<std::string> names;
-  std::error_code error;
   fs::directory_iterator processes("/proc", error);
   for (; !error && processes != fs::directory_iterator(); processes.increment(error)) {
     const auto number = processNumber(processes->path());
-    if (!number || *number == ::getpid() || !holds(processes->path(), *node)) continue;
+    if (!number || *number == ::getpid() || !holds(processes->path(), *node, place)) continue;
     std::string name;
     std::getline(std::ifstream(processes->path() / "comm"), name);
     names.push_back((name.empty() ? "a program" : name) + " (process " + std::to_string(*number) + ")");

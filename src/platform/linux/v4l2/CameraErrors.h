@@ -24,7 +24,7 @@ namespace QelUtilVideo {
 [[nodiscard]] std::string whyForbidden(const std::string& path);
 
 /// Those who have the node open, as in "ffmpeg (process 1234)", or nothing when that cannot be seen. The
-/// calling process is "this program".
+/// calling process is left out.
 [[nodiscard]] std::string whoHolds(const std::string& path);
 
 }  // namespace QelUtilVideo

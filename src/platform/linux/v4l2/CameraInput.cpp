@@ -64,6 +64,8 @@ void stream(RunningCamera& camera, StreamReceiver& receiver, const StreamThread:
     const VideoNode::Awaited awaited = camera.node->wait(stop.descriptor(), patience);
     if (awaited == VideoNode::Awaited::stop) return;
     if (awaited == VideoNode::Awaited::silence) {
+      // It will have nothing to say without a buffer to fill.
+      if (camera.buffers->waiting() == 0) return receiver.failed(camera.whyEnded(EIO));
       isInterrupted = true;
       receiver.interrupted(kSilence);
       continue;
@@ -96,24 +98,28 @@ class CameraStream final : public CaptureStream {
 
 }  // namespace
 
-CameraInput::CameraInput(std::string path, std::shared_ptr<NodeTurns> turns, MakeMaker makeMaker)
-    : path_(std::move(path)), turns_(std::move(turns)), makeMaker_(std::move(makeMaker)) {}
+CameraInput::CameraInput(std::shared_ptr<const V4l2Camera> camera, std::shared_ptr<NodeTurns> turns,
+                         MakeMaker makeMaker)
+    : camera_(std::move(camera)), turns_(std::move(turns)), makeMaker_(std::move(makeMaker)) {}
 
 Result<std::unique_ptr<CaptureStream>> CameraInput::open(
     const std::shared_ptr<StreamReceiver>& receiver) try {
   auto camera = std::make_shared<RunningCamera>();
-  camera->path = path_;
-  camera->turn = turns_->take(path_, kTurnPatience);
+  const std::string& path = camera_->path();
+  camera->path = path;
+  camera->turn = turns_->take(path, kTurnPatience);
   if (!camera->turn) return cameraTaken();
-  auto [node, error] = openVideoNode(path_);
-  if (!node) return cameraError(path_, error);
+  if (!camera_->isConnected()) return cameraError(path, ENODEV);
+  auto [node, error] = openVideoNode(path);
+  if (!node) return cameraError(path, error);
+  if (!isStill(camera_->identity(), *node)) return cameraError(path, ENODEV);
   camera->node = std::move(node);
-  auto format = agreeOnFormat(*camera->node, path_);
+  auto format = agreeOnFormat(*camera->node, path);
   if (!format.hasValue()) return format.error();
   error = CameraBuffers::make(camera->node, format.value().type, kBufferCount, camera->buffers);
-  if (error) return cameraError(path_, error);
+  if (error) return cameraError(path, error);
   camera->frames.emplace(format.value(), camera->buffers, makeMaker_());
-  if ((error = camera->buffers->begin())) return cameraError(path_, error);
+  if ((error = camera->buffers->begin())) return cameraError(path, error);
   return std::unique_ptr<CaptureStream>(std::make_unique<CameraStream>(std::move(camera), receiver));
 } catch (const std::exception& exception) {
   return NSError{kCaptureErrorDomain, ENOMEM, exception.what()};

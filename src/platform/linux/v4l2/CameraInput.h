@@ -3,10 +3,10 @@
 #include "platform/linux/core/CameraPicture.h"
 #include "platform/linux/core/CaptureStream.h"
 #include "platform/linux/v4l2/NodeTurns.h"
+#include "platform/linux/v4l2/V4l2Camera.h"
 
 #include <functional>
 #include <memory>
-#include <string>
 
 namespace QelUtilVideo {
 
@@ -16,15 +16,16 @@ class CameraInput final : public LinuxCaptureInput {
   using MakeMaker = std::function<MakeCameraFrame()>;
 
   /// `makeMaker` makes one maker for each stream.
-  CameraInput(std::string path, std::shared_ptr<NodeTurns> turns, MakeMaker makeMaker);
+  CameraInput(std::shared_ptr<const V4l2Camera> camera, std::shared_ptr<NodeTurns> turns,
+              MakeMaker makeMaker);
 
   /// Waits up to five seconds for another stream of this process to close the camera. A camera that nothing
-  /// comes from for two seconds counts as interrupted.
+  /// comes from for two seconds counts as interrupted. Another one that took its place is not opened.
   [[nodiscard]] Result<std::unique_ptr<CaptureStream>> open(
       const std::shared_ptr<StreamReceiver>& receiver) override;
 
  private:
-  const std::string path_;
+  const std::shared_ptr<const V4l2Camera> camera_;
   const std::shared_ptr<NodeTurns> turns_;
   const MakeMaker makeMaker_;
 };

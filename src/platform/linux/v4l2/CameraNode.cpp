@@ -28,7 +28,7 @@ CameraIdentity identity(const CameraNode& node, const std::string& card, const s
   if (!node.index.empty()) id += "." + node.index;
   std::ranges::replace(id, ' ', '_');
   const std::string& name = firstOf(node.name, firstOf(card, node.path));
-  return {soundUtf8(id), soundUtf8(name)};
+  return {soundUtf8(id), soundUtf8(name), card, bus};
 }
 
 }  // namespace
@@ -39,14 +39,23 @@ void sortByNumber(std::vector<CameraNode>& nodes) {
   });
 }
 
+bool isStill(const CameraIdentity& camera, const VideoNode& node) {
+  if (camera.card.empty() && camera.bus.empty()) return true;
+  v4l2_capability capability{};
+  return node.control(VIDIOC_QUERYCAP, &capability) == 0 && text(capability.card) == camera.card &&
+         text(capability.bus_info) == camera.bus;
+}
+
 std::optional<CameraIdentity> identifyCamera(const CameraNode& node) {
   if (node.canCapture == false) return std::nullopt;
   const OpenedNode opened = openVideoNode(node.path);
   if (!opened.node) {
-    const bool isForbidden = opened.error == EACCES || opened.error == EPERM;
+    // Whoever has no descriptor left, or finds it taken, may ask again.
+    const int error = opened.error;
+    const bool isGone = error == ENOENT || error == ENODEV || error == ENXIO || error == ENOTCONN;
     // Further nodes of a camera are mostly metadata's.
     const bool isLikely = node.canCapture.value_or(node.index.empty() || node.index == "0");
-    if (isForbidden && isLikely) return identity(node, "", "");
+    if (!isGone && isLikely) return identity(node, "", "");
     return std::nullopt;
   }
   v4l2_capability capability{};

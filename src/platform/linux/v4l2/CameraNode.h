@@ -6,6 +6,8 @@
 
 namespace QelUtilVideo {
 
+class VideoNode;
+
 /// A video node of the system, and what is known of it without opening it. Texts may be empty.
 struct CameraNode {
   std::string path;
@@ -21,11 +23,18 @@ struct CameraIdentity {
   /// Distinct for each of the nodes of each camera; the same when that is plugged into the same port again.
   std::string uniqueID;
   std::string name;
+  /// In the driver's words, which tell whether another one is at its path by now; empty: it could not be
+  /// asked.
+  std::string card;
+  std::string bus;
 };
 
-/// Who the node's camera is; none when it is the node of something else, or does not answer. One that may not
-/// be opened counts as a camera unless something speaks against it: the attempt to use it tells what is
-/// wrong.
+/// Whether what was opened is the camera, as far as one can tell.
+[[nodiscard]] bool isStill(const CameraIdentity& camera, const VideoNode& node);
+
+/// Who the node's camera is; none when it is the node of something else, or does not answer. One that cannot
+/// be opened just now counts as a camera unless something speaks against it: the attempt to use it tells what
+/// is wrong.
 [[nodiscard]] std::optional<CameraIdentity> identifyCamera(const CameraNode& node);
 
 /// As people count: "video2" before "video10".

@@ -141,6 +141,8 @@ Result<StreamFormat> agreeOnFormat(const VideoNode& node, const std::string& pat
   const auto mode = chooseMode(modes);
   std::vector<std::uint32_t> codes;
   for (const CameraMode& each : modes) codes.push_back(each.format);
+  // Pulled out meanwhile, it has none either.
+  if (!mode && !captureType(node)) return cameraError(path, ENODEV);
   if (!mode) return noCameraFormat(codes);
   v4l2_format format = formatOf(*mode, *type);
   if (const int error = node.control(VIDIOC_S_FMT, &format)) return cameraError(path, error);

@@ -36,9 +36,12 @@ std::string attribute(udev_device& device, const char* name) {
   return value ? value : "";
 }
 
+/// Empty for a node that is not called as those of video are: the parts of a camera have nodes, too.
 std::string path(udev_device& device) {
+  constexpr std::string_view start = "video";
+  const char* name = udev_device_get_sysname(&device);
   const char* node = udev_device_get_devnode(&device);
-  return node ? node : "";
+  return name && node && std::string_view(name).starts_with(start) ? node : "";
 }
 
 /// Properties are there only if the rules of the system set them.

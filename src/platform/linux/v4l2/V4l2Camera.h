@@ -15,6 +15,7 @@ class V4l2Camera final : public AVCaptureDevice {
   V4l2Camera(std::string path, CameraIdentity identity);
 
   [[nodiscard]] const std::string& path() const { return path_; }
+  [[nodiscard]] const CameraIdentity& identity() const { return identity_; }
   /// It has been pulled out.
   void disconnect() { isGone_ = true; }
 

@@ -35,10 +35,14 @@ std::vector<std::shared_ptr<AVCaptureDevice>> V4l2Cameras::cameras() {
 }
 
 Result<std::shared_ptr<AVCaptureInput>> V4l2Cameras::makeInput(const AVCaptureDevice& camera) {
-  const auto* known = dynamic_cast<const V4l2Camera*>(&camera);
+  const auto known = cameras_.with([&](const Cameras& cameras) {
+    const auto found = std::ranges::find(
+        cameras, &camera, [](const auto& each) -> const AVCaptureDevice* { return each.get(); });
+    return found == cameras.end() ? nullptr : *found;
+  });
   if (!known || !known->isConnected()) return cameraError("", ENODEV);
   if (::access(known->path().c_str(), R_OK | W_OK) != 0) return cameraError(known->path(), errno);
-  return std::shared_ptr<AVCaptureInput>(std::make_shared<CameraInput>(known->path(), turns_, makeMaker_));
+  return std::shared_ptr<AVCaptureInput>(std::make_shared<CameraInput>(known, turns_, makeMaker_));
 }
 
 bool V4l2Cameras::isListed(const std::string& path) const {

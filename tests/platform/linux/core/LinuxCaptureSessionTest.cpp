@@ -108,6 +108,27 @@ TEST_F(LinuxCaptureSessions, tellOfAFailureAfterTheStartHoweverEarlyItCame) {
   }
 }
 
+TEST_F(LinuxCaptureSessions, tellOfTheEndOfAnInterruptionAfterItHoweverLongSomebodyListens) {
+  std::atomic<bool> wasInterrupted = false, isBeingTold = false, isOver = false;
+  setInput([&](StreamReceiver& to, const StreamThread::Stop&) {
+    to.interrupted("too early");
+    wasInterrupted = true;
+    EXPECT_TRUE(eventually([&] { return isBeingTold.load(); }));
+    to.resumed();
+    isOver = true;
+  });
+  react = [&](const std::string& name) {
+    EXPECT_TRUE(!name.starts_with("DidStart") || eventually([&] { return wasInterrupted.load(); }));
+    if (!name.starts_with("WasInterrupted")) return;
+    isBeingTold = true;
+    EXPECT_TRUE(eventually([&] { return isOver.load(); }));
+  };
+  session_->startRunning();
+  EXPECT_TRUE(eventually([&] { return told().size() == 3; }));
+  EXPECT_THAT(told(), ElementsAre("DidStartRunning", "WasInterrupted", "InterruptionEnded"));
+  session_->stopRunning();
+}
+
 TEST_F(LinuxCaptureSessions, tellOfAnInterruptionHoweverEarlyItCameAndDeliverNothingAfterAFailure) {
   std::atomic<bool> isOver = false;
   setInput([&](StreamReceiver& to, const StreamThread::Stop& stop) {

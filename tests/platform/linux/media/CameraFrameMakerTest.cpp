@@ -1,5 +1,6 @@
 #include "platform/linux/media/CameraFrameMaker.h"
 
+#include "platform/linux/media/JpegDecoder.h"
 #include "support/GuardedBytes.h"
 
 #include <gtest/gtest.h>
@@ -239,6 +240,23 @@ TEST(CameraFrameMaker, JPEGsOfEachSubsamplingGiveTheirPictureInTheirOwnSize) {
       }
     }
   }
+}
+
+TEST(CameraFrameMaker, aFileThatChangesWhileItIsDecodedIsAsItWasAtFirst) {
+  Bytes file = jpegOf({130, 66}, TJSAMP_420), other = jpegOf({130, 66}, TJSAMP_444);
+  const std::size_t room = std::max(file.size(), other.size());
+  file.resize(room);
+  other.resize(room);
+  JpegDecoder decoder;
+  const auto frame = decoder.decode(std::as_bytes(std::span(file)), [&](std::size_t width,
+                                                                        std::size_t height) {
+    // The header has been read, the picture has not.
+    file = other;
+    CVPixelBufferRef made;
+    EXPECT_EQ(CVPixelBufferCreate(width, height, kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange, made), 0);
+    return made;
+  });
+  expectPicture(frame, {130, 66}, 4);
 }
 
 TEST(CameraFrameMaker, missingHuffmanTablesAreTheUsualOnesWhateverCameBefore) {
