@@ -9,6 +9,7 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 
 option(QELUTILVIDEO_TESTS "Build the tests" ON)
+option(QELUTILVIDEO_TOOLKIT_EXAMPLES "Build the examples that need SDL 2, GTK 3 and Qt 6" OFF)
 option(QELUTILVIDEO_BENCH "Build the benchmarks" OFF)
 option(QELUTILVIDEO_LIBFUZZER "Drive the fuzz targets by libFuzzer, which clang brings" OFF)
 set(QELUTILVIDEO_SANITIZE "" CACHE STRING "Sanitizers to build with: address,undefined or thread")

@@ -2,7 +2,8 @@
 // part of its window: the view lies in a foreign window, and the library's main queue gets its time from
 // the program's poll. Any key ends it.
 
-#include <QelUtilVideo/QelUtilVideo.h>
+#include "LiveView.h"
+
 #include <poll.h>
 #include <xcb/xcb.h>
 
@@ -16,29 +17,6 @@ using namespace QelUtilVideo;
 namespace {
 
 constexpr std::uint16_t stripe = 40;  // pixels at the top that the program draws itself
-
-/// Hands the frames of a capture to a view.
-class Feed final : public CapturableOutputDelegate {
- public:
-  explicit Feed(std::shared_ptr<QelKit::QelVideoImageBuffer> frames) : frames_(std::move(frames)) {}
-
-  void capturableWillStartRunning(const std::shared_ptr<Capturable>&) override {}
-  void capturableDidFailToStartRunning(const std::shared_ptr<Capturable>&, const NSError& error) override {
-    std::fprintf(stderr, "cannot capture: %s\n", error.description().c_str());
-  }
-  void capturableDidStartRunning(const std::shared_ptr<Capturable>&) override {}
-  void capturableDidStopRunning(const std::shared_ptr<Capturable>&, const NSError*) override {}
-  void capturableDidBeginInterruption(const std::shared_ptr<Capturable>&, const Dictionary*) override {}
-  void capturableDidEndInterruption(const std::shared_ptr<Capturable>&) override {}
-  void capturableDidOutput(const std::shared_ptr<Capturable>&, const CVPixelBufferRef& frame,
-                           double timestamp) override {
-    frames_->setImage(converter_.convert(frame), timestamp);
-  }
-
- private:
-  std::shared_ptr<QelKit::QelVideoImageBuffer> frames_;
-  PixelBufferConverter converter_;
-};
 
 struct Desktop {
   std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection{xcb_connect(nullptr, nullptr),
@@ -84,16 +62,7 @@ int main() {
   if (!window) return EXIT_FAILURE;
   CGRect frame = window->contentView()->bounds();
   frame.size.height -= stripe;
-  const auto view = RenderView::make(frame);
-  view->setAutoresizingMask(NSViewWidthSizable | NSViewHeightSizable);
-  view->setFitInBounds(true);
-  const auto frames = std::make_shared<QelKit::QelVideoImageBuffer>();
-  view->setImageBuffer(frames);
-  window->contentView()->addSubview(view);
-
-  const auto displays = CapturableWindowManager::screens();
-  const auto feed = std::make_shared<Feed>(frames);
-  if (!displays.empty()) static_cast<void>(displays.front()->start(feed, nullptr));
+  const LiveView live(*window, frame);
 
   MainLoop& queue = MainLoop::main();
   while (desktop.handleEvents()) {
@@ -103,7 +72,6 @@ int main() {
     ::poll(sources.data(), sources.size(), -1);
   }
 
-  if (!displays.empty()) displays.front()->stop();
   window->close();
   return EXIT_SUCCESS;
 }

@@ -64,12 +64,12 @@ TEST_F(ScreenDevices, streamWhatTheDisplayShows) {
   const int luma =
       static_cast<int>(16.5 + (65.738 * expected[2] + 129.057 * expected[1] + 25.064 * expected[0]) / 256);
   EXPECT_TRUE(serveUntil([&] { return std::abs(lumaAt(24, 14) - luma) <= 2; }));
+  const auto before = delegate_->lastFrame();
   {
     const X11Connection::Use use(*painter.connection());
     xcb_warp_pointer(use, XCB_NONE, painter.connection()->root(), 0, 0, 0, 0, 80, 30);
   }
   painter.sync();
-  const auto before = delegate_->lastFrame();
   EXPECT_TRUE(serveUntil([&] { return delegate_->lastFrame() != before; })) << "the pointer has moved";
 
   screens_[0]->stop();
